@@ -1,0 +1,35 @@
+/* Export macro and the library's text type. Plain C, so qz_flat.h can use it. */
+#ifndef QZ_EXPORT_H
+#define QZ_EXPORT_H
+
+#if defined(_WIN32)
+#  if defined(QZ_BUILDING_DLL)
+#    define QZ_API __declspec(dllexport)
+#  elif defined(QZ_STATIC)
+#    define QZ_API
+#  else
+#    define QZ_API __declspec(dllimport)
+#  endif
+#else
+#  if defined(QZ_BUILDING_DLL)
+#    define QZ_API __attribute__((visibility("default")))
+#  else
+#    define QZ_API
+#  endif
+#endif
+
+/* One UTF-16 code unit on every platform. */
+#if defined(_WIN32)
+#  include <wchar.h>
+typedef wchar_t QZChar;
+#  define QZ_TEXT(s) L##s
+#elif defined(__cplusplus)
+typedef char16_t QZChar;
+#  define QZ_TEXT(s) u##s
+#else
+/* C99 has no char16_t; the same 16-bit unsigned code unit under another name. */
+#  include <stdint.h>
+typedef uint16_t QZChar;
+#endif
+
+#endif /* QZ_EXPORT_H */

@@ -1,0 +1,8 @@
+// The whole C++ interface of the qz telemetry library.
+#ifndef QZ_QZ_H
+#define QZ_QZ_H
+
+#include "qz/export.h"
+#include "qz/StringBuf.h"
+
+#endif  // QZ_QZ_H

@@ -1,0 +1,32 @@
+#include "platform/LibraryLoad.h"
+
+#include <mutex>
+#include <new>
+
+#include "api/RunState.h"
+#include "platform/Platform.h"
+
+namespace qz {
+namespace {
+// Constant-initialised, so it exists before any load step can run.
+std::mutex platformLock;
+}  // namespace
+
+void CreatePlatform() {
+  std::lock_guard<std::mutex> guard(platformLock);
+  if (Platform::Instance() == nullptr) {
+    // The constructor registers the object as the singleton.
+    NewNativePlatform();
+  }
+  CreateGlobalLock();
+}
+
+void DestroyPlatform() {
+  std::lock_guard<std::mutex> guard(platformLock);
+  Platform* platform = Platform::Instance();
+  if (platform == nullptr) return;
+  DestroyGlobalLock();
+  delete platform;
+}
+
+}  // namespace qz

@@ -1,0 +1,28 @@
+// Seams that let tests observe and steer the platform without touching the
+// event log or syslog. Production code never installs anything here.
+#ifndef QZ_PLATFORM_TESTHOOKS_H
+#define QZ_PLATFORM_TESTHOOKS_H
+
+#include <cstdint>
+
+#include "qz/export.h"
+
+namespace qz {
+namespace testhooks {
+
+// Receives every log call that passes the level test, before the platform's
+// own back end sees it. Called from any thread.
+class LogSink {
+ public:
+  virtual void Write(int32_t level, const QZChar* source, const QZChar* message) = 0;
+  virtual ~LogSink() = default;
+};
+
+// Null removes the sink. Returns the sink that was installed before.
+LogSink* SetLogSink(LogSink* sink);
+LogSink* GetLogSink();
+
+}  // namespace testhooks
+}  // namespace qz
+
+#endif  // QZ_PLATFORM_TESTHOOKS_H
