@@ -4,5 +4,6 @@
 
 #include "qz/export.h"
 #include "qz/StringBuf.h"
+#include "qz/Configuration.h"
 
 #endif  // QZ_QZ_H

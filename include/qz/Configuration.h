@@ -1,0 +1,84 @@
+// Configuration: who the host is, where and how to send, and what may be collected.
+#ifndef QZ_CONFIGURATION_H
+#define QZ_CONFIGURATION_H
+
+#include <cstdint>
+
+#include "qz/StringBuf.h"
+#include "qz/export.h"
+
+namespace qz {
+
+class QZ_API Configuration {
+ public:
+  Configuration();
+  ~Configuration();
+
+  // Resets every field, then copies all of them from other unless it is null.
+  Configuration& operator=(const Configuration* other);
+
+  void SetCompanyID(const QZChar* id);
+  void SetCompanyName(const QZChar* name);
+  void SetApplicationID(const QZChar* id);
+  void SetApplicationType(const QZChar* type);
+  void SetApplicationName(const QZChar* name);
+  void SetApplicationVersion(const QZChar* version);
+  void SetApplicationInstanceID(const QZChar* id);
+  void SetEndpointLocation(const QZChar* location);
+  bool SetDefaultIDs(const QZChar* messageGroup, const QZChar* defaultSession);
+  void SetUseSSL(bool useSSL);
+  void SetOptIn(bool optIn);
+  void SetOffline(bool offline);
+  void SetSendDisabled(bool sendDisabled);
+  void SetSupportOfflineStorage(bool supported);
+  void SetOmitPersonalInfo(bool omit);
+  void SetFullData(bool fullData);
+  void SetEndpointTimeout(int32_t milliseconds);
+
+  const QZChar* GetCompanyID() const;
+  const QZChar* GetCompanyName() const;
+  const QZChar* GetApplicationID() const;
+  const QZChar* GetApplicationType() const;
+  const QZChar* GetApplicationName() const;
+  const QZChar* GetApplicationVersion() const;
+  const QZChar* GetApplicationInstanceID() const;
+  const QZChar* GetEndpointLocation() const;
+  const QZChar* GetMessageGroup() const;
+  const QZChar* GetDefaultSession() const;
+  bool IsUseSSL() const;
+  bool IsOptIn() const;
+  bool IsOffline() const;
+  bool IsSendDisabled() const;
+  bool IsSupportOfflineStorage() const;
+  bool IsOmitPersonalInfo() const;
+  bool IsFullData() const;
+  int32_t GetEndpointTimeout() const;
+
+ private:
+  Configuration(const Configuration&) = delete;
+  Configuration& operator=(const Configuration&) = delete;
+  void Reset();
+
+  StringBuf companyID;
+  StringBuf companyName;
+  StringBuf applicationID;
+  StringBuf applicationType;
+  StringBuf applicationName;
+  StringBuf applicationVersion;
+  StringBuf applicationInstanceID;
+  StringBuf endpointLocation;
+  StringBuf messageGroup;
+  StringBuf defaultSession;
+  bool useSSL;
+  bool optIn;
+  bool offline;
+  bool sendDisabled;
+  bool supportOfflineStorage;
+  bool omitPersonalInfo;
+  bool fullData;
+  int32_t endpointTimeout;
+};
+
+}  // namespace qz
+
+#endif  // QZ_CONFIGURATION_H
