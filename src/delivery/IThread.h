@@ -25,6 +25,11 @@ class IThread {
   virtual ~IThread() = default;
 
   virtual uint32_t GetStopTimeout() const = 0;
+
+  // False only when Stop gave up on a thread that could not be ended by force
+  // (it may still be running its runnable): the owner must then keep the
+  // runnable, and whatever it touches, alive instead of destroying it.
+  virtual bool HasEnded() const { return true; }
 };
 
 }  // namespace qz
