@@ -5,5 +5,6 @@
 #include "qz/export.h"
 #include "qz/StringBuf.h"
 #include "qz/Configuration.h"
+#include "qz/FlowController.h"
 
 #endif  // QZ_QZ_H
