@@ -5,6 +5,7 @@
 #include "qz/export.h"
 #include "qz/StringBuf.h"
 #include "qz/Configuration.h"
+#include "qz/API.h"
 #include "qz/FlowController.h"
 
 #endif  // QZ_QZ_H
