@@ -5,6 +5,9 @@
 #include "qz/export.h"
 #include "qz/StringBuf.h"
 #include "qz/Configuration.h"
+#include "qz/ExtendedKeys.h"
+#include "qz/BinaryInfo.h"
+#include "qz/ExceptionInfo.h"
 #include "qz/API.h"
 #include "qz/FlowController.h"
 
