@@ -1,0 +1,54 @@
+// Base of every XML element the library writes. Elements write themselves as
+// text straight into a StringBuf; there is no document tree.
+#ifndef QZ_MESSAGES_TAG_H
+#define QZ_MESSAGES_TAG_H
+
+#include <cstdint>
+
+#include "qz/StringBuf.h"
+
+namespace qz {
+
+class Tag {
+ public:
+  // Writes "<name attrs/>" or "<name attrs>", children, "</name>", each line
+  // ending in a single line feed.
+  virtual StringBuf& WriteElement(StringBuf& out, const QZChar* name);
+  // Each element writes itself (usually WriteElement with its name), or nothing.
+  virtual StringBuf& Write(StringBuf& out) = 0;
+  virtual ~Tag() = default;
+
+  // XML-escapes text so that the result is 7-bit ASCII: the four markup
+  // characters become entities, every code unit outside 32..126 a hex
+  // character reference. Null or empty appends nothing.
+  static void AppendEscaped(StringBuf& out, const QZChar* text);
+
+ protected:
+  Tag() = default;
+  Tag(const Tag&) = delete;
+  Tag& operator=(const Tag&) = delete;
+
+  virtual void WriteAttributes(StringBuf& out);
+  virtual bool HasChildren();
+  virtual void WriteChildren(StringBuf& out);
+
+  // Each appends ` name="value"`; names are written as given, texts escaped.
+  static void WriteAttribute(StringBuf& out, const QZChar* name, int32_t value);
+  static void WriteAttribute(StringBuf& out, const QZChar* name, uint32_t value);
+  static void WriteAttribute(StringBuf& out, const QZChar* name, uint64_t value);
+  static void WriteAttribute(StringBuf& out, const QZChar* name, bool value);
+  static void WriteAttribute(StringBuf& out, const QZChar* name, const QZChar* value);
+  static void WriteAttribute(StringBuf& out, const QZChar* name, const StringBuf& value);
+
+  // Same, but only for values > 0 (signed), != 0 (unsigned) or non-empty texts.
+  static void WriteOptionalAttribute(StringBuf& out, const QZChar* name, int32_t value);
+  static void WriteOptionalAttribute(StringBuf& out, const QZChar* name, uint32_t value);
+  static void WriteOptionalAttribute(StringBuf& out, const QZChar* name, uint64_t value);
+  static void WriteOptionalAttribute(StringBuf& out, const QZChar* name, const QZChar* value);
+  static void WriteOptionalAttribute(StringBuf& out, const QZChar* name,
+                                     const StringBuf& value);
+};
+
+}  // namespace qz
+
+#endif  // QZ_MESSAGES_TAG_H
