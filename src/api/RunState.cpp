@@ -8,6 +8,12 @@ namespace {
 Mutex* globalLock = nullptr;
 }  // namespace
 
+RunState& Run() {
+  // Built on first use, so it is ready whichever load step runs first.
+  static RunState* run = new RunState();
+  return *run;
+}
+
 Mutex* GlobalLock() { return globalLock; }
 
 void CreateGlobalLock() {

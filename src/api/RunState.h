@@ -2,9 +2,38 @@
 #ifndef QZ_API_RUNSTATE_H
 #define QZ_API_RUNSTATE_H
 
+#include <atomic>
+
+#include "qz/Configuration.h"
+#include "qz/FlowController.h"
+
 namespace qz {
 
 class Mutex;
+class Message;
+class MessageQueue;
+class FeatureCorrelator;
+class OfflineStorageSenderThread;
+class HostTag;
+class UserTag;
+
+struct RunState {
+  // Written under the global lock; read without it by the event gate.
+  std::atomic<bool> started{false};
+  // Mirrors configuration's opt-in flag for the lock-free gate.
+  std::atomic<bool> optIn{false};
+  bool externalIDs = false;
+  Configuration configuration;
+  FlowController flowController;
+  FeatureCorrelator* featureCorrelator = nullptr;
+  MessageQueue* messageQueue = nullptr;
+  OfflineStorageSenderThread* offlineSender = nullptr;
+  HostTag* hostTag = nullptr;
+  UserTag* userTag = nullptr;
+};
+
+// The run; exists for the life of the loaded library.
+RunState& Run();
 
 // The run's global lock; null when the library has no platform.
 Mutex* GlobalLock();
