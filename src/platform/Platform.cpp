@@ -10,6 +10,7 @@ namespace {
 
 std::atomic<Platform*> g_singleton{nullptr};
 std::atomic<testhooks::LogSink*> g_logSink{nullptr};
+std::atomic<testhooks::ClockFunction> g_clockOverride{nullptr};
 
 void Capture(int32_t level, const QZChar* source, const QZChar* message) {
   testhooks::LogSink* sink = g_logSink.load(std::memory_order_acquire);
@@ -21,6 +22,9 @@ void Capture(int32_t level, const QZChar* source, const QZChar* message) {
 namespace testhooks {
 LogSink* SetLogSink(LogSink* sink) { return g_logSink.exchange(sink, std::memory_order_acq_rel); }
 LogSink* GetLogSink() { return g_logSink.load(std::memory_order_acquire); }
+ClockFunction SetClockOverride(ClockFunction clock) {
+  return g_clockOverride.exchange(clock, std::memory_order_acq_rel);
+}
 }  // namespace testhooks
 
 Platform::Platform() : logLevel(LOG_ERROR) {
@@ -71,6 +75,8 @@ void Platform::GetPlatformInfo(PlatformInfo& info) {
 }
 
 uint64_t Platform::GetTimeMillis() {
+  testhooks::ClockFunction clock = g_clockOverride.load(std::memory_order_acquire);
+  if (clock != nullptr) return clock();
   Platform* p = Instance();
   return p != nullptr ? p->DoGetTimeMillis() : 0;
 }

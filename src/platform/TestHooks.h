@@ -22,6 +22,11 @@ class LogSink {
 LogSink* SetLogSink(LogSink* sink);
 LogSink* GetLogSink();
 
+// Replaces the clock behind Platform::GetTimeMillis; null restores the real one.
+// Returns the override that was installed before.
+using ClockFunction = uint64_t (*)();
+ClockFunction SetClockOverride(ClockFunction clock);
+
 }  // namespace testhooks
 }  // namespace qz
 
