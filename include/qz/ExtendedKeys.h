@@ -66,10 +66,10 @@ class QZ_API ExtendedKeys {
   ExtendedKeys(const ExtendedKeys&) = delete;
   ExtendedKeys& operator=(const ExtendedKeys&) = delete;
 
+  // Builds the property (key and value cut to their limits) and inserts it.
+  void Put(const QZChar* key, const QZChar* value, int32_t kind);
   // Takes ownership of property and replaces any property with the same key.
   void Insert(ExtendedKey* property);
-  // ExtendedKey with the (cut) key, or null when the key is null or empty.
-  static ExtendedKey* NewKey(const QZChar* key);
 
   // A sorted array of owned pointers: cheap to fill per event, Get is direct.
   ExtendedKey** items;
