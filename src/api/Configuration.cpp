@@ -1,0 +1,174 @@
+#include "qz/Configuration.h"
+
+#include "api/Guid.h"
+#include "platform/Platform.h"
+
+namespace qz {
+namespace {
+
+constexpr int32_t kDefaultEndpointTimeout = 10000;
+
+bool IsEmpty(const QZChar* text) { return text == nullptr || text[0] == 0; }
+
+// Identifiers are kept in upper case so that equal GUIDs compare equal as text.
+void StoreUpperCase(StringBuf& field, const QZChar* guid) {
+  field = guid;
+  field.ToUpperCase();
+}
+
+// Null or empty clears; a GUID is stored in upper case; anything else is
+// refused with a warning and the field keeps its value.
+void SetIdentifier(StringBuf& field, const QZChar* id, const QZChar* source,
+                   const QZChar* warning) {
+  if (IsEmpty(id)) {
+    field.Clear();
+  } else if (IsValidGUID(id)) {
+    StoreUpperCase(field, id);
+  } else {
+    Platform::LogWarn(source, warning);
+  }
+}
+
+}  // namespace
+
+Configuration::Configuration()
+    : companyID(32),
+      companyName(32),
+      applicationID(32),
+      applicationType(32),
+      applicationName(32),
+      applicationVersion(32),
+      applicationInstanceID(32),
+      endpointLocation(32),
+      messageGroup(32),
+      defaultSession(32) {
+  Reset();
+}
+
+Configuration::~Configuration() = default;
+
+void Configuration::Reset() {
+  companyID.Clear();
+  companyName.Clear();
+  applicationID.Clear();
+  applicationType.Clear();
+  applicationName.Clear();
+  applicationVersion.Clear();
+  applicationInstanceID.Clear();
+  endpointLocation.Clear();
+  messageGroup.Clear();
+  defaultSession.Clear();
+  useSSL = true;
+  optIn = true;
+  offline = false;
+  sendDisabled = false;
+  supportOfflineStorage = true;
+  omitPersonalInfo = false;
+  fullData = true;
+  endpointTimeout = kDefaultEndpointTimeout;
+}
+
+Configuration& Configuration::operator=(const Configuration* other) {
+  // Resetting first would wipe the source of a self-assignment.
+  if (other == this) return *this;
+  Reset();
+  if (other == nullptr) return *this;
+  companyID = other->companyID;
+  companyName = other->companyName;
+  applicationID = other->applicationID;
+  applicationType = other->applicationType;
+  applicationName = other->applicationName;
+  applicationVersion = other->applicationVersion;
+  applicationInstanceID = other->applicationInstanceID;
+  endpointLocation = other->endpointLocation;
+  messageGroup = other->messageGroup;
+  defaultSession = other->defaultSession;
+  useSSL = other->useSSL;
+  optIn = other->optIn;
+  offline = other->offline;
+  sendDisabled = other->sendDisabled;
+  supportOfflineStorage = other->supportOfflineStorage;
+  omitPersonalInfo = other->omitPersonalInfo;
+  fullData = other->fullData;
+  endpointTimeout = other->endpointTimeout;
+  return *this;
+}
+
+void Configuration::SetCompanyID(const QZChar* id) {
+  SetIdentifier(companyID, id, QZ_TEXT("Configuration::SetCompanyID"),
+                QZ_TEXT("Company ID is not a valid GUID"));
+}
+
+void Configuration::SetApplicationID(const QZChar* id) {
+  SetIdentifier(applicationID, id, QZ_TEXT("Configuration::SetApplicationID"),
+                QZ_TEXT("Application ID is not a valid GUID"));
+}
+
+void Configuration::SetCompanyName(const QZChar* name) { companyName = name; }
+void Configuration::SetApplicationType(const QZChar* type) { applicationType = type; }
+void Configuration::SetApplicationName(const QZChar* name) { applicationName = name; }
+void Configuration::SetApplicationVersion(const QZChar* version) { applicationVersion = version; }
+void Configuration::SetApplicationInstanceID(const QZChar* id) { applicationInstanceID = id; }
+void Configuration::SetEndpointLocation(const QZChar* location) { endpointLocation = location; }
+
+bool Configuration::SetDefaultIDs(const QZChar* group, const QZChar* session) {
+  const QZChar* source = QZ_TEXT("Configuration::SetDefaultIDs");
+  if (!IsEmpty(group)) {
+    if (!IsValidGUID(group)) {
+      Platform::LogWarn(source, QZ_TEXT("Message group is not a valid GUID"));
+      return false;
+    }
+    // A group never goes in without its session: the pair is set or clear as one.
+    if (!IsValidGUID(session)) {
+      Platform::LogWarn(source, QZ_TEXT("Default Session is not a valid GUID"));
+      return false;
+    }
+    StoreUpperCase(messageGroup, group);
+    StoreUpperCase(defaultSession, session);
+    return true;
+  }
+  if (!IsEmpty(session)) {
+    Platform::LogWarn(source,
+                      QZ_TEXT("Both Message Group and Default Session must be null/blank to reset values"));
+    return false;
+  }
+  messageGroup.Clear();
+  defaultSession.Clear();
+  return true;
+}
+
+void Configuration::SetUseSSL(bool value) { useSSL = value; }
+void Configuration::SetOptIn(bool value) { optIn = value; }
+void Configuration::SetOffline(bool value) { offline = value; }
+void Configuration::SetSendDisabled(bool value) { sendDisabled = value; }
+void Configuration::SetSupportOfflineStorage(bool value) { supportOfflineStorage = value; }
+void Configuration::SetOmitPersonalInfo(bool value) { omitPersonalInfo = value; }
+void Configuration::SetFullData(bool value) { fullData = value; }
+
+void Configuration::SetEndpointTimeout(int32_t milliseconds) {
+  // A zero or negative limit would make every exchange fail at once.
+  endpointTimeout = milliseconds > 0 ? milliseconds : kDefaultEndpointTimeout;
+}
+
+const QZChar* Configuration::GetCompanyID() const { return companyID.ToString(); }
+const QZChar* Configuration::GetCompanyName() const { return companyName.ToString(); }
+const QZChar* Configuration::GetApplicationID() const { return applicationID.ToString(); }
+const QZChar* Configuration::GetApplicationType() const { return applicationType.ToString(); }
+const QZChar* Configuration::GetApplicationName() const { return applicationName.ToString(); }
+const QZChar* Configuration::GetApplicationVersion() const { return applicationVersion.ToString(); }
+const QZChar* Configuration::GetApplicationInstanceID() const {
+  return applicationInstanceID.ToString();
+}
+const QZChar* Configuration::GetEndpointLocation() const { return endpointLocation.ToString(); }
+const QZChar* Configuration::GetMessageGroup() const { return messageGroup.ToString(); }
+const QZChar* Configuration::GetDefaultSession() const { return defaultSession.ToString(); }
+bool Configuration::IsUseSSL() const { return useSSL; }
+bool Configuration::IsOptIn() const { return optIn; }
+bool Configuration::IsOffline() const { return offline; }
+bool Configuration::IsSendDisabled() const { return sendDisabled; }
+bool Configuration::IsSupportOfflineStorage() const { return supportOfflineStorage; }
+bool Configuration::IsOmitPersonalInfo() const { return omitPersonalInfo; }
+bool Configuration::IsFullData() const { return fullData; }
+int32_t Configuration::GetEndpointTimeout() const { return endpointTimeout; }
+
+}  // namespace qz
