@@ -50,6 +50,9 @@ class QZ_API StringBuf {
   // No copy constructor on purpose: copies are made by assignment.
   StringBuf(const StringBuf&) = delete;
 
+  // Appends n characters by the growth rule; source may lie in this buffer.
+  void AppendChars(const QZChar* source, uint64_t n);
+
   QZChar* buffer;
   uint64_t capacity;
   uint64_t length;
