@@ -1,0 +1,74 @@
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <vector>
+
+#include "messages/Feature.h"
+#include "messages/MessagesTag.h"
+#include "platform/LibraryLoad.h"
+#include "qz/BinaryInfo.h"
+#include "qz/Configuration.h"
+#include "qz/ExtendedKeys.h"
+
+namespace {
+
+const QZChar* const kSession = QZ_TEXT("d23f0824-128b-4f33-8c5c-7fd0a6a3a450");
+
+void Fill(qz::BinaryInfo& info, qz::ExtendedKeys& keys) {
+  info.SetID(QZ_TEXT("0F8FAD5B-D9CB-469F-A165-70867728950E"));
+  info.SetName(QZ_TEXT("Editor.exe"));
+  info.SetVersion(QZ_TEXT("4.2.1"));
+  info.SetClassName(QZ_TEXT("DocumentView"));
+  info.SetMethodName(QZ_TEXT("OnExport"));
+  info.SetModifiedDate(1360575005120ull);
+  keys.Add(QZ_TEXT("format"), QZ_TEXT("pdf & print"));
+  keys.Add(QZ_TEXT("pages"), int32_t(12));
+  keys.Add(QZ_TEXT("seconds"), 1.25);
+}
+
+// The work a host thread pays for one event.
+void BM_BuildFeature(benchmark::State& state) {
+  qz::CreatePlatform();  // GUIDs and the clock come from the platform
+  qz::BinaryInfo info;
+  qz::ExtendedKeys keys;
+  Fill(info, keys);
+  for (auto _ : state) {
+    std::unique_ptr<qz::Feature> message(
+        qz::Feature::CreateTick(kSession, QZ_TEXT("Export"), &info, &keys));
+    benchmark::DoNotOptimize(message.get());
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_BuildFeature);
+
+// The work the transmitter pays for one full batch.
+void BM_WriteBatchOf30(benchmark::State& state) {
+  qz::CreatePlatform();
+  qz::Configuration configuration;
+  configuration.SetCompanyID(QZ_TEXT("9531985D-5D9D-49F8-9818-E811892F902B"));
+  configuration.SetCompanyName(QZ_TEXT("Example & Sons"));
+  configuration.SetApplicationID(QZ_TEXT("36F675CC-81E7-4EF5-A8E2-5D940ED90475"));
+  configuration.SetApplicationName(QZ_TEXT("Editor"));
+  qz::MessagesTag envelope(&configuration);
+  qz::BinaryInfo info;
+  qz::ExtendedKeys keys;
+  Fill(info, keys);
+  std::vector<std::unique_ptr<qz::Feature>> owned;
+  qz::MessageList list;
+  for (int i = 0; i < 30; ++i) {
+    owned.emplace_back(qz::Feature::CreateTick(kSession, QZ_TEXT("Export"), &info, &keys));
+    list.push_back(owned.back().get());
+  }
+  uint64_t characters = 0;
+  for (auto _ : state) {
+    qz::StringBuf out(30 * 256);
+    envelope.WriteBatch(out, list);
+    characters += out.StrLen();
+    benchmark::DoNotOptimize(out.ToString());
+  }
+  state.SetItemsProcessed(state.iterations() * 30);
+  state.SetBytesProcessed(static_cast<int64_t>(characters * sizeof(QZChar)));
+}
+BENCHMARK(BM_WriteBatchOf30);
+
+}  // namespace
