@@ -8,7 +8,7 @@ namespace {
 Mutex* globalLock = nullptr;
 }  // namespace
 
-RunState& Run() {
+RunState& TheRun() {
   // Built on first use, so it is ready whichever load step runs first.
   static RunState* run = new RunState();
   return *run;

@@ -33,7 +33,7 @@ struct RunState {
 };
 
 // The run; exists for the life of the loaded library.
-RunState& Run();
+RunState& TheRun();
 
 // The run's global lock; null when the library has no platform.
 Mutex* GlobalLock();

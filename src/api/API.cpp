@@ -1,0 +1,449 @@
+#include "qz/API.h"
+
+#include "api/Guid.h"
+#include "api/RunState.h"
+#include "delivery/MessageQueue.h"
+#include "delivery/Mutex.h"
+#include "messages/ApplicationStart.h"
+#include "messages/ApplicationStop.h"
+#include "messages/Feature.h"
+#include "messages/FeatureCorrelator.h"
+#include "messages/HostTag.h"
+#include "messages/SessionStart.h"
+#include "messages/SessionStop.h"
+#include "messages/UserTag.h"
+#include "platform/Platform.h"
+#include "qz/BinaryInfo.h"
+#include "qz/Configuration.h"
+#include "qz/ExceptionInfo.h"
+#include "qz/ExtendedKeys.h"
+#include "qz/FlowController.h"
+
+namespace qz {
+
+const int32_t API::LOG_INFO = Platform::LOG_INFO;
+const int32_t API::LOG_WARN = Platform::LOG_WARN;
+const int32_t API::LOG_ERROR = Platform::LOG_ERROR;
+
+namespace {
+
+const QZChar kStartSource[] = QZ_TEXT("API::ApplicationStart");
+
+// REQUIRES: the global lock is held.
+void QueueMessage(RunState& run, Message* message) {
+  if (message == nullptr) return;
+  if (run.messageQueue != nullptr) {
+    run.messageQueue->Add(message);
+  } else {
+    delete message;
+  }
+}
+
+// REQUIRES: the global lock is held.
+void StartRuntime(RunState& run, const FlowController* flow, const BinaryInfo* binaryInfo,
+                  const ExtendedKeys* keys) {
+  Configuration& config = run.configuration;
+  run.flowController = flow;
+  run.flowController.SetOffline(config.IsOffline());
+  run.flowController.SetSendDisabled(config.IsSendDisabled());
+  run.flowController.SetSupportOfflineStorage(config.IsSupportOfflineStorage());
+  Platform::ApplyDefaultEndpoint(&config);
+
+  if (config.GetMessageGroup()[0] != 0 && config.GetDefaultSession()[0] != 0) {
+    run.externalIDs = true;
+  } else {
+    run.externalIDs = false;
+    // One GUID serves as both, so a library-identified run has equal identifiers.
+    StringBuf guid;
+    Platform::NewGUID(guid);
+    config.SetDefaultIDs(guid, guid);
+  }
+
+  run.featureCorrelator = new FeatureCorrelator();
+  run.messageQueue = new MessageQueue(&config, &run.flowController);
+  run.messageQueue->Start();
+
+  if (!run.externalIDs) {
+    const bool fullData = config.IsFullData();
+    const bool omitPersonalInfo = config.IsOmitPersonalInfo();
+    run.hostTag = new HostTag(fullData, omitPersonalInfo);
+    run.userTag = new UserTag(fullData, omitPersonalInfo);
+    QueueMessage(run, new qz::ApplicationStart(config.GetDefaultSession(), binaryInfo, keys,
+                                               run.hostTag, run.userTag));
+    QueueMessage(run, new qz::SessionStart(config.GetDefaultSession(), binaryInfo, keys));
+  }
+
+  // The offline sender joins with the offline storage; until then there is none.
+  run.started.store(true, std::memory_order_release);
+}
+
+// REQUIRES: the global lock is held.
+void StopRuntime(RunState& run, const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
+  Configuration& config = run.configuration;
+  run.started.store(false, std::memory_order_release);
+
+  delete run.featureCorrelator;
+  run.featureCorrelator = nullptr;
+
+  if (!run.externalIDs) {
+    QueueMessage(run, new qz::SessionStop(config.GetDefaultSession(), binaryInfo, keys));
+    QueueMessage(run, new qz::ApplicationStop(config.GetDefaultSession(), binaryInfo, keys,
+                                              run.hostTag, run.userTag));
+    config.SetDefaultIDs(nullptr, nullptr);
+    run.externalIDs = false;
+  }
+
+  if (run.messageQueue != nullptr) {
+    run.messageQueue->Stop();
+    delete run.messageQueue;
+    run.messageQueue = nullptr;
+  }
+
+  // The queue is gone, so no message refers to the host and user elements any more.
+  delete run.hostTag;
+  run.hostTag = nullptr;
+  delete run.userTag;
+  run.userTag = nullptr;
+}
+
+// REQUIRES: the global lock is held.
+bool StartIfReady(RunState& run) {
+  const Configuration& config = run.configuration;
+  if (run.started.load(std::memory_order_relaxed)) return false;
+  if (config.GetCompanyID()[0] == 0 || config.GetApplicationID()[0] == 0) return false;
+  if (config.IsOffline() && !config.IsSupportOfflineStorage()) return false;
+  StartRuntime(run, nullptr, nullptr, nullptr);
+  return true;
+}
+
+// First step of every event operation.
+bool PassesGate(const RunState& run) {
+  return run.started.load(std::memory_order_acquire) && run.optIn.load(std::memory_order_acquire);
+}
+
+void LogInvalidSession(const QZChar* source, const QZChar* session) {
+  StringBuf message(QZ_TEXT("invalid session ID - "));
+  message.Append(session);
+  Platform::LogError(source, message);
+}
+
+// Resolves the session of an event that may fall back to the run's default
+// session. Returns false (after logging) for a given ID that is not a GUID.
+bool ResolveSession(RunState& run, const QZChar* source, const QZChar* session, StringBuf& out) {
+  if (session != nullptr && session[0] != 0) {
+    if (!IsValidGUID(session)) {
+      LogInvalidSession(source, session);
+      return false;
+    }
+    out = session;
+    return true;
+  }
+  // The default session changes at start and stop, under the lock.
+  MutexLock guard(GlobalLock());
+  out = run.configuration.GetDefaultSession();
+  return true;
+}
+
+// Hands a message built outside the lock to the queue; the lock is taken
+// even when nothing was built.
+void QueueUnderLock(RunState& run, Message* message) {
+  MutexLock guard(GlobalLock());
+  QueueMessage(run, message);
+}
+
+template <typename MessageType>
+void ReportSession(const QZChar* source, const QZChar* session, const BinaryInfo* binaryInfo,
+                   const ExtendedKeys* keys) {
+  RunState& run = TheRun();
+  if (!PassesGate(run)) return;
+  if (session == nullptr || !IsValidGUID(session)) {
+    LogInvalidSession(source, session);
+    return;
+  }
+  MutexLock guard(GlobalLock());
+  QueueMessage(run, new MessageType(session, binaryInfo, keys));
+}
+
+enum class FeatureEvent { kStart, kStop };
+
+void ReportFeatureEdge(FeatureEvent event, const QZChar* source, const QZChar* name,
+                       const QZChar* session, const BinaryInfo* binaryInfo,
+                       const ExtendedKeys* keys) {
+  RunState& run = TheRun();
+  if (!PassesGate(run)) return;
+  if (name == nullptr || name[0] == 0) {
+    Platform::LogError(source, QZ_TEXT("missing feature name"));
+    return;
+  }
+  StringBuf resolved;
+  if (!ResolveSession(run, source, session, resolved)) {
+    QueueUnderLock(run, nullptr);
+    return;
+  }
+  MutexLock guard(GlobalLock());
+  if (resolved.StrLen() == 0 || run.featureCorrelator == nullptr) return;
+  Feature* message =
+      event == FeatureEvent::kStart
+          ? Feature::CreateStart(run.featureCorrelator, resolved, name, binaryInfo, keys)
+          : Feature::CreateStop(run.featureCorrelator, resolved, name, binaryInfo, keys);
+  QueueMessage(run, message);
+}
+
+}  // namespace
+
+bool API::ApplicationStart(const Configuration* config, const FlowController* flow,
+                           const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
+  RunState& run = TheRun();
+  Mutex* lock = GlobalLock();
+  if (lock == nullptr) return false;  // no platform: nothing can run
+  MutexLock guard(lock);
+  if (run.started.load(std::memory_order_relaxed)) return true;
+  if (config == nullptr) {
+    Platform::LogError(kStartSource, QZ_TEXT("QZ not started: missing configuration"));
+    return false;
+  }
+  if (config->GetCompanyID()[0] == 0) {
+    Platform::LogError(kStartSource, QZ_TEXT("QZ not started: Company ID not specified"));
+    return false;
+  }
+  if (config->GetApplicationID()[0] == 0) {
+    Platform::LogError(kStartSource,
+                       QZ_TEXT("Application not started: Application ID not specified"));
+    return false;
+  }
+  run.configuration = config;
+  run.optIn.store(run.configuration.IsOptIn(), std::memory_order_release);
+  if (run.configuration.IsOffline() && !run.configuration.IsSupportOfflineStorage()) {
+    Platform::LogInfo(kStartSource,
+                      QZ_TEXT("QZ not started: Offline mode set and Offline Storage not supported"));
+    return false;
+  }
+  if (run.configuration.IsOptIn()) StartRuntime(run, flow, binaryInfo, keys);
+  return run.started.load(std::memory_order_relaxed);
+}
+
+bool API::ApplicationStart(const Configuration* config, const BinaryInfo* binaryInfo,
+                           const ExtendedKeys* keys) {
+  return ApplicationStart(config, nullptr, binaryInfo, keys);
+}
+
+bool API::ApplicationStart(const Configuration* config, const ExtendedKeys* keys) {
+  return ApplicationStart(config, nullptr, nullptr, keys);
+}
+
+bool API::ApplicationStart(const Configuration* config, const FlowController* flow,
+                           const ExtendedKeys* keys) {
+  return ApplicationStart(config, flow, nullptr, keys);
+}
+
+void API::ApplicationStop(const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
+  RunState& run = TheRun();
+  Mutex* lock = GlobalLock();
+  if (lock == nullptr) return;
+  MutexLock guard(lock);
+  if (run.started.load(std::memory_order_relaxed)) StopRuntime(run, binaryInfo, keys);
+}
+
+void API::ApplicationStop(const ExtendedKeys* keys) { ApplicationStop(nullptr, keys); }
+
+bool API::IsApplicationStarted() {
+  Mutex* lock = GlobalLock();
+  if (lock == nullptr) return false;
+  MutexLock guard(lock);
+  return TheRun().started.load(std::memory_order_relaxed);
+}
+
+void API::SetOptIn(bool optIn) {
+  RunState& run = TheRun();
+  Mutex* lock = GlobalLock();
+  if (lock == nullptr) return;
+  MutexLock guard(lock);
+  const bool wasOptIn = run.configuration.IsOptIn();
+  run.configuration.SetOptIn(optIn);
+  run.optIn.store(optIn, std::memory_order_release);
+  if (!run.started.load(std::memory_order_relaxed) && optIn && !wasOptIn) StartIfReady(run);
+}
+
+void API::SetSendDisabled(bool disabled) {
+  RunState& run = TheRun();
+  if (!run.started.load(std::memory_order_acquire)) return;
+  MutexLock guard(GlobalLock());
+  // The run may have stopped while this thread waited for the lock.
+  if (!run.started.load(std::memory_order_relaxed)) return;
+  if (disabled == run.configuration.IsSendDisabled()) return;
+  run.configuration.SetSendDisabled(disabled);
+  run.flowController.SetSendDisabled(disabled);
+  if (run.messageQueue != nullptr) run.messageQueue->SetSendDisabled(disabled);
+}
+
+void API::SendMessages() {
+  RunState& run = TheRun();
+  if (!run.started.load(std::memory_order_acquire)) return;
+  MutexLock guard(GlobalLock());
+  if (run.messageQueue != nullptr) run.messageQueue->SendMessages();
+}
+
+// The lock costs little here and keeps a concurrent start or stop from
+// changing the text's storage while it is read.
+const QZChar* API::GetDefaultSession() {
+  RunState& run = TheRun();
+  if (!run.started.load(std::memory_order_acquire)) return nullptr;
+  MutexLock guard(GlobalLock());
+  return run.started.load(std::memory_order_relaxed) ? run.configuration.GetDefaultSession()
+                                                     : nullptr;
+}
+
+const QZChar* API::GetMessageGroup() {
+  RunState& run = TheRun();
+  if (!run.started.load(std::memory_order_acquire)) return nullptr;
+  MutexLock guard(GlobalLock());
+  return run.started.load(std::memory_order_relaxed) ? run.configuration.GetMessageGroup()
+                                                     : nullptr;
+}
+
+void API::SetLogLevel(int level) { Platform::SetLogLevel(level); }
+
+void API::SessionStart(const QZChar* session, const BinaryInfo* binaryInfo,
+                       const ExtendedKeys* keys) {
+  ReportSession<qz::SessionStart>(QZ_TEXT("API::SessionStart"), session, binaryInfo, keys);
+}
+
+void API::SessionStart(const QZChar* session, const ExtendedKeys* keys) {
+  SessionStart(session, nullptr, keys);
+}
+
+void API::SessionStop(const QZChar* session, const BinaryInfo* binaryInfo,
+                      const ExtendedKeys* keys) {
+  ReportSession<qz::SessionStop>(QZ_TEXT("API::SessionStop"), session, binaryInfo, keys);
+}
+
+void API::SessionStop(const QZChar* session, const ExtendedKeys* keys) {
+  SessionStop(session, nullptr, keys);
+}
+
+void API::FeatureStart(const QZChar* name, const QZChar* session, const BinaryInfo* binaryInfo,
+                       const ExtendedKeys* keys) {
+  ReportFeatureEdge(FeatureEvent::kStart, QZ_TEXT("API::FeatureStart"), name, session, binaryInfo,
+                    keys);
+}
+
+void API::FeatureStart(const QZChar* name, const BinaryInfo* binaryInfo,
+                       const ExtendedKeys* keys) {
+  FeatureStart(name, nullptr, binaryInfo, keys);
+}
+
+void API::FeatureStart(const QZChar* name, const ExtendedKeys* keys) {
+  FeatureStart(name, nullptr, nullptr, keys);
+}
+
+void API::FeatureStop(const QZChar* name, const QZChar* session, const BinaryInfo* binaryInfo,
+                      const ExtendedKeys* keys) {
+  ReportFeatureEdge(FeatureEvent::kStop, QZ_TEXT("API::FeatureStop"), name, session, binaryInfo,
+                    keys);
+}
+
+void API::FeatureStop(const QZChar* name, const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
+  FeatureStop(name, nullptr, binaryInfo, keys);
+}
+
+void API::FeatureStop(const QZChar* name, const ExtendedKeys* keys) {
+  FeatureStop(name, nullptr, nullptr, keys);
+}
+
+void API::FeatureTick(const QZChar* name, const QZChar* session, const BinaryInfo* binaryInfo,
+                      const ExtendedKeys* keys) {
+  const QZChar source[] = QZ_TEXT("API::FeatureTick");
+  RunState& run = TheRun();
+  if (!PassesGate(run)) return;
+  if (name == nullptr || name[0] == 0) {
+    Platform::LogError(source, QZ_TEXT("missing feature name"));
+    return;
+  }
+  StringBuf resolved;
+  Message* message = nullptr;
+  if (ResolveSession(run, source, session, resolved)) {
+    message = Feature::CreateTick(resolved, name, binaryInfo, keys);
+  }
+  QueueUnderLock(run, message);
+}
+
+void API::FeatureTick(const QZChar* name, const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
+  FeatureTick(name, nullptr, binaryInfo, keys);
+}
+
+void API::FeatureTick(const QZChar* name, const ExtendedKeys* keys) {
+  FeatureTick(name, nullptr, nullptr, keys);
+}
+
+// The probe, profile and fault messages arrive with their own subsystems; until
+// then these operations check their arguments and queue nothing.
+void API::PerformanceProbe(const QZChar* /*name*/, const QZChar* session,
+                           const BinaryInfo* /*binaryInfo*/, const ExtendedKeys* /*keys*/) {
+  const QZChar source[] = QZ_TEXT("API::PerformanceProbe");
+  RunState& run = TheRun();
+  if (!PassesGate(run)) return;
+  StringBuf resolved;
+  ResolveSession(run, source, session, resolved);
+  QueueUnderLock(run, nullptr);
+}
+
+void API::PerformanceProbe(const QZChar* name, const BinaryInfo* binaryInfo,
+                           const ExtendedKeys* keys) {
+  PerformanceProbe(name, nullptr, binaryInfo, keys);
+}
+
+void API::PerformanceProbe(const QZChar* name, const ExtendedKeys* keys) {
+  PerformanceProbe(name, nullptr, nullptr, keys);
+}
+
+void API::SystemProfile(const QZChar* session, const BinaryInfo* /*binaryInfo*/,
+                        const ExtendedKeys* /*keys*/) {
+  const QZChar source[] = QZ_TEXT("API::SystemProfile");
+  RunState& run = TheRun();
+  if (!PassesGate(run)) return;
+  StringBuf resolved;
+  ResolveSession(run, source, session, resolved);
+  QueueUnderLock(run, nullptr);
+}
+
+void API::SystemProfile(const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
+  SystemProfile(nullptr, binaryInfo, keys);
+}
+
+void API::SystemProfile(const ExtendedKeys* keys) { SystemProfile(nullptr, nullptr, keys); }
+
+void API::ReportException(const ExceptionInfo* info, const QZChar* session,
+                          const BinaryInfo* /*binaryInfo*/, const ExtendedKeys* /*keys*/) {
+  const QZChar source[] = QZ_TEXT("API::ReportException");
+  RunState& run = TheRun();
+  if (!PassesGate(run)) return;
+  if (info == nullptr) return;
+  StringBuf resolved;
+  ResolveSession(run, source, session, resolved);
+  QueueUnderLock(run, nullptr);
+}
+
+void API::ReportException(const ExceptionInfo& info, const QZChar* session,
+                          const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
+  ReportException(&info, session, binaryInfo, keys);
+}
+
+void API::ReportException(const ExceptionInfo* info, const BinaryInfo* binaryInfo,
+                          const ExtendedKeys* keys) {
+  ReportException(info, nullptr, binaryInfo, keys);
+}
+
+void API::ReportException(const ExceptionInfo& info, const BinaryInfo* binaryInfo,
+                          const ExtendedKeys* keys) {
+  ReportException(&info, nullptr, binaryInfo, keys);
+}
+
+void API::ReportException(const ExceptionInfo* info, const ExtendedKeys* keys) {
+  ReportException(info, nullptr, nullptr, keys);
+}
+
+void API::ReportException(const ExceptionInfo& info, const ExtendedKeys* keys) {
+  ReportException(&info, nullptr, nullptr, keys);
+}
+
+}  // namespace qz

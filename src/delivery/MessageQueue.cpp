@@ -1,0 +1,95 @@
+#include "delivery/MessageQueue.h"
+
+#include "delivery/Mutex.h"
+#include "delivery/TransmitterThread.h"
+#include "messages/Message.h"
+#include "platform/Platform.h"
+#include "qz/FlowController.h"
+
+namespace qz {
+
+MessageQueue::MessageQueue(const Configuration* configuration, FlowController* flowController)
+    : queueLock(Platform::NewMutex()),
+      transmitter(nullptr),
+      flowController(flowController),
+      stopped(false) {
+  messages.reserve(flowController->GetQueueSize() + 1);
+  transmitter = new TransmitterThread(configuration, flowController, this);
+}
+
+MessageQueue::~MessageQueue() {
+  Stop();
+  delete queueLock;
+  for (Message* message : messages) delete message;
+}
+
+void MessageQueue::Start() {
+  MutexLock guard(queueLock);
+  if (!stopped && transmitter != nullptr) transmitter->Start();
+}
+
+void MessageQueue::Add(Message* message) {
+  MutexLock guard(queueLock);
+  if (stopped) {
+    // Only a caller that raced the stop gets here; the message has no home.
+    delete message;
+    return;
+  }
+  messages.push_back(message);
+  const size_t count = messages.size();
+  if (flowController->MessagesToDrop(count) != 0) {
+    Platform::LogInfo(QZ_TEXT("MessageQueue"), QZ_TEXT("Queue overflow; message dropped"));
+    delete messages.front();
+    messages.erase(messages.begin());
+  } else if (count != flowController->GetHighWater()) {
+    return;
+  }
+  if (!flowController->IsSendDisabled() && transmitter != nullptr) transmitter->Wake();
+}
+
+void MessageQueue::TakeAll(std::vector<Message*>& out) {
+  MutexLock guard(queueLock);
+  if (messages.empty()) return;
+  out.clear();
+  out.swap(messages);
+  messages.reserve(flowController->GetQueueSize() + 1);
+}
+
+void MessageQueue::SendMessages() {
+  bool send;
+  {
+    MutexLock guard(queueLock);
+    send = !stopped && transmitter != nullptr;
+  }
+  // SendNow waits for a pass in progress, and a pass takes queueLock: call it
+  // without holding the lock. Stop cannot interleave, since both run under the
+  // run's global lock.
+  if (send) transmitter->SendNow();
+}
+
+void MessageQueue::SetSendDisabled(bool disabled) {
+  MutexLock guard(queueLock);
+  if (stopped || disabled || transmitter == nullptr) return;
+  if (messages.size() >= flowController->GetHighWater()) transmitter->Wake();
+}
+
+void MessageQueue::Stop() {
+  bool stopTransmitter;
+  {
+    MutexLock guard(queueLock);
+    stopTransmitter = !stopped && transmitter != nullptr;
+    stopped = true;
+  }
+  // The transmitter's last pass takes the queue's messages, so the lock must be free.
+  if (stopTransmitter) {
+    if (transmitter->Stop()) {
+      delete transmitter;
+    } else {
+      // Its thread still runs and uses it; leaving it allocated is the only safe choice.
+      Platform::LogError(QZ_TEXT("MessageQueue::Stop"), QZ_TEXT("Transmitter thread abandoned"));
+    }
+    transmitter = nullptr;
+  }
+}
+
+}  // namespace qz

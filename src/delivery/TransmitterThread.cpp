@@ -1,0 +1,203 @@
+#include "delivery/TransmitterThread.h"
+
+#include <algorithm>
+
+#include "delivery/IThread.h"
+#include "delivery/MessageQueue.h"
+#include "delivery/Mutex.h"
+#include "delivery/XMLTransmitter.h"
+#include "messages/Message.h"
+#include "messages/MessagesTag.h"
+#include "offline/OfflineData.h"
+#include "platform/Platform.h"
+#include "qz/Configuration.h"
+#include "qz/FlowController.h"
+
+namespace qz {
+namespace {
+
+const QZChar kProcessSource[] = QZ_TEXT("TransmitterThread::ProcessQueue");
+const QZChar kStoreSource[] = QZ_TEXT("TransmitterThread::StoreOffline");
+
+void LogCount(const QZChar* source, const QZChar* prefix, uint64_t count, const QZChar* suffix) {
+  StringBuf text(prefix);
+  text.Append(count);
+  text.Append(suffix);
+  Platform::LogInfo(source, text);
+}
+
+}  // namespace
+
+TransmitterThread::TransmitterThread(const Configuration* configuration,
+                                     FlowController* flowController, MessageQueue* queue)
+    : queue(queue), flowController(flowController) {
+  envelope = new MessagesTag(configuration);
+  stateLock = Platform::NewMutex();
+  processLock = Platform::NewMutex();
+  if (configuration != nullptr) {
+    transmitter = Platform::NewXMLTransmitter(const_cast<Configuration*>(configuration));
+  }
+  PlatformInfo info;
+  Platform::GetPlatformInfo(info);
+  platformText.Append(info.name).Append(QZ_TEXT('/')).Append(info.version);
+  if (configuration != nullptr) {
+    companyId = configuration->GetCompanyID();
+    applicationId = configuration->GetApplicationID();
+    messageGroup = configuration->GetMessageGroup();
+  }
+  if (configuration != nullptr && flowController->IsSupportOfflineStorage()) {
+    offlineData = Platform::NewOfflineData();
+    if (offlineData != nullptr) {
+      offlineData->SetApplicationID(configuration->GetApplicationID());
+      offlineData->SetApplicationName(configuration->GetApplicationName());
+      offlineData->SetApplicationVersion(configuration->GetApplicationVersion());
+      offlineData->SetApplicationType(configuration->GetApplicationType());
+      offlineData->SetApplicationInstanceID(configuration->GetApplicationInstanceID());
+      offlineData->SetCompanyID(configuration->GetCompanyID());
+      offlineData->SetCompanyName(configuration->GetCompanyName());
+      offlineData->SetMessageGroup(configuration->GetMessageGroup());
+    }
+  }
+  // Everything Run touches exists before the thread does.
+  thread = Platform::NewThread(this);
+  if (thread != nullptr && configuration != nullptr) {
+    thread->SetStopTimeout(configuration->GetEndpointTimeout() + 2000);
+  }
+}
+
+TransmitterThread::~TransmitterThread() {
+  Stop();
+  delete thread;
+  delete offlineData;
+  delete transmitter;
+  delete processLock;
+  delete stateLock;
+  delete envelope;
+}
+
+void TransmitterThread::Start() {
+  MutexLock guard(stateLock);
+  if (!running.load() && thread != nullptr) {
+    // Run tests the flag first, so it must be set before the thread starts.
+    running.store(true);
+    thread->Start();
+  }
+}
+
+bool TransmitterThread::Stop() {
+  bool ended = true;
+  {
+    MutexLock guard(stateLock);
+    if (running.load() && thread != nullptr) {
+      running.store(false);
+      thread->Stop();
+      ended = thread->HasEnded();
+    }
+  }
+  if (!ended) {
+    // The thread outlived its stop timeout and cannot be killed here. Cut its
+    // post short and detach it from the queue, which is about to go away.
+    if (transmitter != nullptr) transmitter->Abort();
+    MutexLock guard(processLock);
+    queue = nullptr;
+  }
+  return ended;
+}
+
+void TransmitterThread::Wake() {
+  MutexLock guard(stateLock);
+  if (running.load() && thread != nullptr) thread->Wake();
+}
+
+void TransmitterThread::SendNow() {
+  MutexLock guard(processLock);
+  if (running.load()) {
+    sendNowRequested.store(true);
+    if (thread != nullptr) thread->Wake();
+  }
+}
+
+void TransmitterThread::Run() {
+  interval = flowController->GetInterval(0);
+  while (running.load()) {
+    LogCount(QZ_TEXT("TransmitterThread::Run"), QZ_TEXT("Sleep("), interval, QZ_TEXT(")"));
+    thread->Sleep(interval);
+    if (running.load() && !sendNowRequested.load() && flowController->IsSendDisabled()) {
+      interval = flowController->GetInterval(0);
+    } else {
+      ProcessQueue();
+    }
+  }
+  if (!flowController->IsSendDisabled()) ProcessQueue();
+}
+
+void TransmitterThread::ProcessQueue() {
+  MutexLock guard(processLock);
+  MessageList messages;
+  if (queue != nullptr) queue->TakeAll(messages);
+  const size_t taken = messages.size();
+  if (taken > 0) {
+    LogCount(kProcessSource, QZ_TEXT("Processing "), taken, QZ_TEXT(" messages"));
+    const size_t drop = std::min(flowController->MessagesToDrop(taken), taken);
+    if (drop > 0) {
+      LogCount(kProcessSource, QZ_TEXT("Dropping "), drop, QZ_TEXT(" messages"));
+      for (size_t i = 0; i < drop; ++i) delete messages[i];
+      messages.erase(messages.begin(), messages.begin() + static_cast<std::ptrdiff_t>(drop));
+    }
+    const uint64_t count = messages.size();
+    if (count > 0) {
+      // Room for a typical batch up front, so building it rarely reallocates.
+      StringBuf text(std::min<uint64_t>(count * 256, 32768));
+      bool store = flowController->IsSupportOfflineStorage();
+      if (flowController->OKToTransmit()) {
+        envelope->WriteBatch(text, messages);
+        const bool ok = transmitter != nullptr &&
+                        transmitter->Post(platformText, companyId, applicationId, messageGroup, text);
+        flowController->OnSend(ok);
+        store = store && !ok;
+        if (store) text.Clear();
+      }
+      if (store) {
+        for (Message* message : messages) {
+          if (message != nullptr) message->Write(text);
+        }
+        StoreOffline(count, text);
+      }
+    }
+    for (Message* message : messages) delete message;
+  }
+  interval = flowController->GetInterval(taken);
+  sendNowRequested.store(false);
+}
+
+bool TransmitterThread::StoreOffline(uint64_t count, const StringBuf& text) {
+  if (offlineData == nullptr) {
+    // No store on this platform yet: the batch cannot be kept.
+    LogCount(kStoreSource, QZ_TEXT("No offline storage; discarded "), count, QZ_TEXT(" messages"));
+    return false;
+  }
+  const uint64_t now = Platform::GetTimeMillis();
+  StringBuf finalName;
+  StringBuf tempName;
+  if (!offlineData->CreateFileName(finalName, now) || !offlineData->CreateTempFileName(tempName)) {
+    Platform::LogInfo(kStoreSource, QZ_TEXT("Failed to create file names"));
+    return false;
+  }
+  if (!offlineData->Write(tempName, now, count, text)) {
+    StringBuf message(QZ_TEXT("Write("));
+    message.Append(tempName).Append(QZ_TEXT(") failed"));
+    Platform::LogError(kStoreSource, message);
+    return false;
+  }
+  if (offlineData->Rename(tempName, finalName)) {
+    Platform::LogInfo(kStoreSource, finalName);
+    return true;
+  }
+  StringBuf message(QZ_TEXT("Rename("));
+  message.Append(tempName).Append(QZ_TEXT(", ")).Append(finalName).Append(QZ_TEXT(") failed"));
+  Platform::LogError(kStoreSource, message);
+  offlineData->Delete(tempName);
+  return false;
+}
+
+}  // namespace qz
