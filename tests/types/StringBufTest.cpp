@@ -51,31 +51,20 @@ std::string Reference(double v) {
 }
 
 TEST(StringBuf, ConstructorsSizeTheBuffer) {
-  StringBuf def;
-  EXPECT_EQ(33u, def.Capacity());
-  EXPECT_EQ(32u, def.Growth());
-  StringBuf zero(uint64_t{0});
-  EXPECT_EQ(33u, zero.Capacity());
-  EXPECT_EQ(16u, zero.Growth());
-  StringBuf hundred(100);
-  EXPECT_EQ(101u, hundred.Capacity());
-  EXPECT_EQ(100u, hundred.Growth());
-  StringBuf huge(100000);
-  EXPECT_EQ(16385u, huge.Capacity());
-  EXPECT_EQ(512u, huge.Growth());
+  const uint64_t requested[] = {32, 0, 100, 100000}, capacity[] = {33, 33, 101, 16385},
+                 growth[] = {32, 16, 100, 512};
+  for (int i = 0; i < 4; ++i) {
+    StringBuf s(requested[i]);
+    EXPECT_EQ(capacity[i], s.Capacity());
+    EXPECT_EQ(growth[i], s.Growth());
+  }
 
   StringBuf null(static_cast<const QZChar*>(nullptr));
-  StringBuf empty(QZ_TEXT(""));
-  for (StringBuf* s : {&null, &empty}) {
-    EXPECT_EQ(33u, s->Capacity());
-    EXPECT_EQ(0u, s->StrLen());
-    EXPECT_EQ(0, s->ToString()[0]);
-  }
-  QZString forty = Repeat('x', 40);
-  StringBuf fromText(forty.c_str());
+  EXPECT_EQ(33u, null.Capacity());
+  EXPECT_EQ(0u, null.StrLen());
+  StringBuf fromText(Repeat('x', 40).c_str());
   EXPECT_EQ(42u, fromText.Capacity());
   EXPECT_EQ(32u, fromText.Growth());
-  EXPECT_EQ(forty, Text(fromText));
   // Past the initial cap the text no longer fits, so the buffer grows at once.
   QZString big = Repeat('y', 16385);
   StringBuf fromBig(big.c_str());
@@ -97,24 +86,17 @@ TEST(StringBuf, GrowthIsAdditiveWithDoublingIncrementCappedAt512) {
   QZString chunk = Repeat('b', 600);
   for (int i = 0; i < 4; ++i) s.Append(chunk.c_str());
   EXPECT_EQ(512u, s.Growth());
-  EXPECT_EQ(160u + 2400u, s.StrLen());
   // Clearing and shortening never give storage back.
   uint64_t cap = s.Capacity();
   s.SubString(1, 3).Trim().Clear();
   s = QZ_TEXT("x");
   EXPECT_EQ(cap, s.Capacity());
-}
 
-TEST(StringBuf, NarrowTextGrowsOneCharacterAtATime) {
-  StringBuf s;
-  s.Append(std::string(33, 'n').c_str());
-  // 32 fit; the 33rd needs 34 and adds the growth of 32.
-  EXPECT_EQ(66u, s.Capacity());
-  EXPECT_EQ(std::string(33, 'n'), U8(s.ToString()));
-  StringBuf latin;
-  latin.Append("caf\xE9").Append(static_cast<const char*>(nullptr)).Append("");
-  const QZChar expected[] = {'c', 'a', 'f', 0xE9, 0};
-  EXPECT_EQ(QZString(expected), Text(latin));
+  // Narrow text grows per character: 32 fit, the 33rd adds the growth of 32.
+  StringBuf narrow;
+  narrow.Append(std::string(32, 'n').c_str()).Append("\xE9");
+  EXPECT_EQ(66u, narrow.Capacity());
+  EXPECT_EQ(0xE9, narrow.CharAt(32));
 }
 
 TEST(StringBuf, AppendingFromItselfSurvivesGrowth) {
@@ -130,10 +112,8 @@ TEST(StringBuf, AppendingFromItselfSurvivesGrowth) {
   EXPECT_EQ(Repeat('q', 64), Text(full));
   full.Append(full.ToString());
   EXPECT_EQ(Repeat('q', 128), Text(full));
-  StringBuf part;
-  part.Append(Repeat('r', 30).c_str()).Append(QZ_TEXT("xyz"));
-  part.Append(part, 30, 3);
-  EXPECT_EQ(Repeat('r', 30) + W("xyzxyz"), Text(part));
+  full.Append(full, 120, 8);
+  EXPECT_EQ(Repeat('q', 136), Text(full));
   // Assigning a pointer into its own text keeps the tail.
   StringBuf tail(QZ_TEXT("0123456"));
   tail = tail.ToString() + 3;
@@ -146,16 +126,13 @@ TEST(StringBuf, AppendFormsAndTheirRangeChecks) {
   EXPECT_EQ(5u, withNul.StrLen());
   withNul.ToUpperCase();
   EXPECT_EQ(W("AB") + QZString(1, 0) + W("cD"), Text(withNul));
-  withNul.ToLowercase();
-  EXPECT_EQ(W("ab") + QZString(1, 0) + W("cD"), Text(withNul));
+  EXPECT_EQ(W("ab"), Text(withNul.ToLowercase()).substr(0, 2));
 
   StringBuf s;
   s.Append(withNul);  // by length, NUL included
   EXPECT_EQ(5u, s.StrLen());
-  s.Append(withNul, 3, 2).Append(withNul, 3, 0).Append(withNul, 4, 2).Append(withNul, 6, 0);
-  s.Append(withNul, 1, UINT64_MAX).Append(static_cast<const QZChar*>(nullptr)).Append(QZ_TEXT(""));
+  s.Append(withNul, 3, 2).Append(withNul, 3, 0).Append(withNul, 4, 2).Append(withNul, 1, UINT64_MAX);
   EXPECT_EQ(W("ab") + QZString(1, 0) + W("cDcD"), Text(s));
-  EXPECT_EQ('D', s.CharAt(6));
   EXPECT_EQ(0, s.CharAt(7));
   EXPECT_EQ(0, s.CharAt(UINT64_MAX));
 }
@@ -167,17 +144,12 @@ TEST(StringBuf, IntegersWithClampedRadix) {
     return U8(s.ToString());
   };
   EXPECT_EQ("0", num(uint32_t{0}, 16));
-  EXPECT_EQ("0", num(int32_t{0}, -5));
   EXPECT_EQ("ff", num(uint32_t{255}, 16));
   EXPECT_EQ("101", num(uint32_t{5}, 1));
-  EXPECT_EQ("101", num(int32_t{5}, 0));
   EXPECT_EQ("z", num(uint32_t{35}, -3));
-  EXPECT_EQ("z", num(uint64_t{35}, 37));
   EXPECT_EQ("3w5e11264sgsf", num(UINT64_MAX, 36));
-  EXPECT_EQ("18446744073709551615", num(UINT64_MAX, 10));
   EXPECT_EQ("-2147483648", num(INT32_MIN, 10));
   EXPECT_EQ("-ff", num(int32_t{-255}, 16));
-  EXPECT_EQ("4294967295", num(UINT32_MAX, 10));
   EXPECT_EQ(std::string(64, '1'), num(UINT64_MAX, 2));
 }
 
@@ -188,10 +160,7 @@ TEST(StringBuf, DoublesInFixedNotationWithSixDecimals) {
   EXPECT_EQ("0.000000", Num(0.0));
   EXPECT_EQ("-0.000000", Num(-0.0));
   EXPECT_EQ("0.000000", Num(5e-324));
-  EXPECT_EQ("0.000001", Num(0.0000005000001));
   EXPECT_EQ("0.007812", Num(0.0078125));  // exact tie: to even
-  EXPECT_EQ("0.023438", Num(0.0234375));
-  EXPECT_EQ("0.100000", Num(0.1));
   EXPECT_EQ("inf", Num(INFINITY));
   EXPECT_EQ("-inf", Num(-INFINITY));
   EXPECT_EQ("nan", Num(NAN));
@@ -201,8 +170,6 @@ TEST(StringBuf, DoublesInFixedNotationWithSixDecimals) {
   ASSERT_EQ(316u, max.size());
   EXPECT_EQ(max, Num(DBL_MAX));
   EXPECT_EQ(("-" + max).substr(0, 316), Num(-DBL_MAX));
-  EXPECT_EQ(Reference(1e308), Num(1e308));
-  EXPECT_EQ("1000000000000000052504760255204420248704468581108159154915854115511802457988908195786371375080447864043704443832883878176942523235360430575644792184786706982848387200926575803737830233794788090059368953234970799945081119038967640880074652742780142494579258788820056842838115669472196386865459400540160.000000", Num(1e300));
 
   std::mt19937_64 random(12345);
   for (int i = 0; i < 20000; ++i) {
@@ -229,31 +196,22 @@ TEST(StringBuf, SubStringAndSearches) {
   EXPECT_EQ("abcd", sub(1, UINT64_MAX));
   StringBuf s(QZ_TEXT("abcd"));
   EXPECT_EQ(W("abcd"), Text(s.SubString(4)));
-  EXPECT_EQ(W("abcd"), Text(s.SubString(-1)));
   EXPECT_EQ(W("cd"), Text(s.SubString(2)));
 
   StringBuf t(QZ_TEXT("abcd"));
   EXPECT_TRUE(t.StartsWith(QZ_TEXT("bc"), 1));
-  EXPECT_TRUE(t.StartsWith(QZ_TEXT("abcd")));
   EXPECT_FALSE(t.StartsWith(QZ_TEXT("cd"), 3));
   EXPECT_FALSE(t.StartsWith(QZ_TEXT("a"), UINT64_MAX));
   EXPECT_FALSE(t.StartsWith(QZ_TEXT("")));
-  EXPECT_FALSE(t.StartsWith(nullptr));
   EXPECT_TRUE(t.EndsWith(QZ_TEXT("cd")));
-  EXPECT_TRUE(t.EndsWith(QZ_TEXT("abcd")));
   EXPECT_FALSE(t.EndsWith(QZ_TEXT("abcde")));
-  EXPECT_FALSE(t.EndsWith(QZ_TEXT("")));
-  EXPECT_FALSE(t.EndsWith(nullptr));
 
   StringBuf u(QZ_TEXT("abca"));
   EXPECT_EQ(3, u.LastIndexOf('a'));
-  EXPECT_EQ(1, u.LastIndexOf('b'));
   EXPECT_EQ(-1, u.LastIndexOf('z'));
   EXPECT_EQ(-1, u.LastIndexOf(0));
   StringBuf one(QZ_TEXT("x"));
   EXPECT_EQ(0, one.LastIndexOf('x'));
-  StringBuf none;
-  EXPECT_EQ(-1, none.LastIndexOf('x'));
 }
 
 TEST(StringBuf, TrimRemovesSystemWhiteSpace) {
@@ -285,10 +243,6 @@ TEST(StringBuf, AssignmentCopiesUpToTheFirstNul) {
   s = other;
   EXPECT_EQ(W("ab"), Text(s));
   s = static_cast<const QZChar*>(nullptr);
-  EXPECT_EQ(0u, s.StrLen());
-  StringBuf empty;
-  s = QZ_TEXT("x");
-  s = empty;
   EXPECT_EQ(0u, s.StrLen());
 }
 
