@@ -7,6 +7,8 @@ SessionStart::SessionStart(const QZChar* session, const BinaryInfo* info, const 
 
 SessionStart::~SessionStart() = default;
 
-StringBuf& SessionStart::Write(StringBuf& out) { return WriteElement(out, QZ_TEXT("session-start")); }
+StringBuf& SessionStart::Write(StringBuf& out) {
+  return WriteElement(out, QZ_TEXT("session-start"));
+}
 
 }  // namespace qz
