@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "platform/DefaultEndpoint.h"
 #include "platform/Platform.h"
 #include "qz/Configuration.h"
 #include "support/TestText.h"
@@ -12,7 +13,7 @@ using test::W;
 QZString Completed(const char* location) {
   Configuration c;
   c.SetEndpointLocation(W(location).c_str());
-  Platform::ApplyDefaultEndpoint(&c);
+  ApplyDefaultEndpointTo(&c);
   return c.GetEndpointLocation();
 }
 
@@ -30,6 +31,14 @@ TEST(DefaultEndpoint, ServiceAddressGetsItsOperation) {
   EXPECT_EQ(W("h:81/x/S.svc/Publish"), Completed("h:81/x/S.svc"));
   EXPECT_EQ(W("h/x/S.svc/Other"), Completed("h/x/S.svc/Other"));
   EXPECT_EQ(W("h/svc"), Completed("h/svc"));
+  ApplyDefaultEndpointTo(nullptr);
+}
+
+TEST(DefaultEndpoint, PlatformCompletesTheRunsEndpoint) {
+  Configuration c;
+  c.SetEndpointLocation(QZ_TEXT("h/S.svc"));
+  Platform::ApplyDefaultEndpoint(&c);
+  EXPECT_EQ(W("h/S.svc/Publish"), QZString(c.GetEndpointLocation()));
   Platform::ApplyDefaultEndpoint(nullptr);
 }
 
