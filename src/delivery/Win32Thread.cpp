@@ -1,0 +1,77 @@
+#include "delivery/Win32Thread.h"
+
+#include "delivery/IRunnable.h"
+#include "platform/Platform.h"
+
+namespace qz {
+
+Win32Thread::Win32Thread(IRunnable* runnable)
+    : stopTimeout(kDefaultStopTimeoutMs),
+      runnable(runnable),
+      threadId(0),
+      threadHandle(nullptr),
+      wakeEvent(nullptr),
+      ended(true) {
+  threadHandle = CreateThread(nullptr, 0, &Win32Thread::ThreadProc, this, CREATE_SUSPENDED,
+                              &threadId);
+  if (threadHandle != nullptr) SetThreadPriority(threadHandle, THREAD_PRIORITY_BELOW_NORMAL);
+  wakeEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+}
+
+Win32Thread::~Win32Thread() {
+  if (threadHandle != nullptr) Stop();
+}
+
+DWORD WINAPI Win32Thread::ThreadProc(LPVOID parameter) {
+  Win32Thread* self = static_cast<Win32Thread*>(parameter);
+  // Background mode may only be entered by the thread itself.
+  SetThreadPriority(GetCurrentThread(), THREAD_MODE_BACKGROUND_BEGIN);
+  self->runnable->Run();
+  SetThreadPriority(GetCurrentThread(), THREAD_MODE_BACKGROUND_END);
+  return 0;
+}
+
+void Win32Thread::Start() {
+  if (threadHandle == nullptr) {
+    Platform::LogInfo(QZ_TEXT("Win32Thread::Start"), QZ_TEXT("Thread already stopped"));
+    return;
+  }
+  ResumeThread(threadHandle);
+}
+
+void Win32Thread::Stop() {
+  if (threadHandle != nullptr) {
+    if (WaitForSingleObject(threadHandle, 0) == WAIT_OBJECT_0) {
+      Platform::LogInfo(QZ_TEXT("Win32Thread::Stop"), QZ_TEXT("Thread already dead"));
+    } else {
+      Platform::LogInfo(QZ_TEXT("Win32Thread::Stop"), QZ_TEXT("Thread still alive"));
+      Wake();
+      if (WaitForSingleObject(threadHandle, stopTimeout) != WAIT_OBJECT_0) {
+        Platform::LogInfo(QZ_TEXT("Win32Thread::Stop"), QZ_TEXT("Thread hung"));
+        // If even this fails the runnable may still be running: the owner
+        // learns so through HasEnded and must keep it alive.
+        ended = TerminateThread(threadHandle, 1) != FALSE;
+      }
+    }
+    CloseHandle(threadHandle);
+    threadHandle = nullptr;
+  }
+  if (wakeEvent != nullptr) {
+    CloseHandle(wakeEvent);
+    wakeEvent = nullptr;
+  }
+}
+
+void Win32Thread::Wake() {
+  if (wakeEvent != nullptr) SetEvent(wakeEvent);
+}
+
+void Win32Thread::Sleep(uint32_t milliseconds) {
+  if (wakeEvent != nullptr) WaitForSingleObject(wakeEvent, milliseconds);
+}
+
+void Win32Thread::SetStopTimeout(int32_t milliseconds) {
+  stopTimeout = milliseconds < 1 ? kDefaultStopTimeoutMs : static_cast<uint32_t>(milliseconds);
+}
+
+}  // namespace qz
