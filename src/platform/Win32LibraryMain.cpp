@@ -1,10 +1,20 @@
-// PLACEHOLDER load step of qzwin32.dll; being replaced.
+// Load and unload step of qzwin32.dll.
 #include <windows.h>
 
 #include "platform/LibraryLoad.h"
+#include "platform/Win32Platform.h"
 
-BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
-  if (reason == DLL_PROCESS_ATTACH) qz::CreatePlatform();
-  if (reason == DLL_PROCESS_DETACH) qz::DestroyPlatform();
+BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
+  switch (reason) {
+    case DLL_PROCESS_ATTACH:
+      qz::Win32Platform::RegisterEventLogSource(module, 1);
+      qz::CreatePlatform();
+      break;
+    case DLL_PROCESS_DETACH:
+      qz::DestroyPlatform();
+      break;
+    default:
+      break;
+  }
   return TRUE;
 }
