@@ -15,6 +15,7 @@
 #include "delivery/PosixMutex.h"
 #include "delivery/PosixThread.h"
 #include "delivery/PosixThreadID.h"
+#include "delivery/PosixXMLTransmitter.h"
 #include "platform/DefaultEndpoint.h"
 #include "types/Utf8.h"
 
@@ -110,9 +111,13 @@ void WriteSyslog(int priority, const QZChar* source, const QZChar* message) {
 }  // namespace
 
 // The constructor runs in the load step, before the library starts a thread.
-PosixPlatform::PosixPlatform() { EnsureGuidSeeded(); }
+PosixPlatform::PosixPlatform() {
+  EnsureGuidSeeded();
+  // Not thread-safe, so once here in the load step rather than per transfer.
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+}
 
-PosixPlatform::~PosixPlatform() = default;
+PosixPlatform::~PosixPlatform() { curl_global_cleanup(); }
 
 Mutex* PosixPlatform::DoNewMutex() { return new (std::nothrow) PosixMutex(); }
 
@@ -122,7 +127,9 @@ IThread* PosixPlatform::DoNewThread(IRunnable* runnable) {
   return new (std::nothrow) PosixThread(runnable);
 }
 
-XMLTransmitter* PosixPlatform::DoNewXMLTransmitter(Configuration*) { return nullptr; }
+XMLTransmitter* PosixPlatform::DoNewXMLTransmitter(Configuration* configuration) {
+  return configuration != nullptr ? new PosixXMLTransmitter(*configuration) : nullptr;
+}
 
 OfflineData* PosixPlatform::DoNewOfflineData() { return nullptr; }
 

@@ -1,0 +1,46 @@
+// The transport: one synchronous POST of one XML batch to the collection endpoint.
+#ifndef QZ_DELIVERY_XMLTRANSMITTER_H
+#define QZ_DELIVERY_XMLTRANSMITTER_H
+
+#include <cstdint>
+
+#include "qz/StringBuf.h"
+
+namespace qz {
+
+class Configuration;
+
+class XMLTransmitter {
+ public:
+  // Copies what it needs; the configuration may go away afterwards.
+  explicit XMLTransmitter(const Configuration& configuration);
+  virtual ~XMLTransmitter();
+  XMLTransmitter(const XMLTransmitter&) = delete;
+  XMLTransmitter& operator=(const XMLTransmitter&) = delete;
+
+  // True when the endpoint answered 2xx, or when body is empty (nothing is
+  // sent then). Blocks for the whole exchange, bounded by endpointTimeout per
+  // phase. One object is used by one thread only.
+  virtual bool Post(const StringBuf& platformText, const StringBuf& companyId,
+                    const StringBuf& applicationId, const StringBuf& messageGroup,
+                    const StringBuf& body) = 0;
+
+  // For an owner that is shutting down: cuts short a post in flight where the
+  // platform can, and makes every later Post fail without sending. Safe to
+  // call from any thread. The default does nothing; the per-phase timeouts
+  // still bound the post.
+  virtual void Abort() {}
+
+  const StringBuf& GetEndpointLocation() const { return endpointLocation; }
+  bool IsUseSSL() const { return useSSL; }
+  int32_t GetEndpointTimeout() const { return endpointTimeout; }
+
+ protected:
+  StringBuf endpointLocation;
+  bool useSSL;
+  int32_t endpointTimeout;
+};
+
+}  // namespace qz
+
+#endif  // QZ_DELIVERY_XMLTRANSMITTER_H
