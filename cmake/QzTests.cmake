@@ -5,6 +5,7 @@ set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
 add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 
 file(GLOB QZ_TEST_SUPPORT CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/support/*.cpp)
+list(FILTER QZ_TEST_SUPPORT EXCLUDE REGEX "/[^/]*${QZ_OTHER_OS}[^/]*$")
 add_library(qz_test_support STATIC ${QZ_TEST_SUPPORT})
 target_include_directories(qz_test_support PUBLIC ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests)
 target_link_libraries(qz_test_support PUBLIC qz_core GTest::gtest)
@@ -54,3 +55,22 @@ endif()
 add_test(NAME exports COMMAND sh ${CMAKE_SOURCE_DIR}/tests/library/check_exports.sh
   $<TARGET_FILE:qz> ${CMAKE_SOURCE_DIR}/include/qz ${QZ_OS} ${QZ_EXPORT_TOOL})
 set_tests_properties(exports PROPERTIES TIMEOUT 120)
+
+# Tests that post to a loopback collection endpoint: ctest starts
+# tests/support/receiver.py once around them and tells them where it listens.
+find_package(Python3 COMPONENTS Interpreter)
+if(Python3_Interpreter_FOUND)
+  set(QZ_RECEIVER_DIR ${CMAKE_BINARY_DIR}/receiver)
+  set(QZ_RECEIVER ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/support/receiver.py)
+  add_test(NAME receiver_start COMMAND ${QZ_RECEIVER} start --state-dir ${QZ_RECEIVER_DIR})
+  add_test(NAME receiver_stop COMMAND ${QZ_RECEIVER} stop --state-dir ${QZ_RECEIVER_DIR})
+  set_tests_properties(receiver_start PROPERTIES FIXTURES_SETUP receiver TIMEOUT 60)
+  set_tests_properties(receiver_stop PROPERTIES FIXTURES_CLEANUP receiver TIMEOUT 60)
+  foreach(test delivery api library)
+    if(TEST ${test})
+      set_property(TEST ${test} APPEND PROPERTY FIXTURES_REQUIRED receiver)
+      set_property(TEST ${test} APPEND PROPERTY ENVIRONMENT
+        QZ_RECEIVER_DIR=${QZ_RECEIVER_DIR} no_proxy=127.0.0.1,localhost NO_PROXY=127.0.0.1,localhost)
+    endif()
+  endforeach()
+endif()
