@@ -6,13 +6,46 @@
 namespace qz {
 namespace test {
 
+namespace {
+
+// The library's threads may be inside Write while a capture goes away, so the
+// installed sink is one that lives forever and forwards under a lock.
+class Dispatcher : public testhooks::LogSink {
+ public:
+  void Write(int32_t level, const QZChar* source, const QZChar* message) override {
+    std::lock_guard<std::mutex> guard(mutex_);
+    if (target_ != nullptr) target_->Write(level, source, message);
+  }
+  LogSink* Swap(LogSink* target) {
+    std::lock_guard<std::mutex> guard(mutex_);
+    LogSink* previous = target_;
+    target_ = target;
+    return previous;
+  }
+
+ private:
+  std::mutex mutex_;
+  LogSink* target_ = nullptr;
+};
+
+Dispatcher& TheDispatcher() {
+  static Dispatcher* dispatcher = [] {
+    auto* d = new Dispatcher();
+    testhooks::SetLogSink(d);
+    return d;
+  }();
+  return *dispatcher;
+}
+
+}  // namespace
+
 LogCapture::LogCapture(bool allLevels) : previousLevel_(Platform::GetLogLevel()) {
-  previousSink_ = testhooks::SetLogSink(this);
+  previousSink_ = TheDispatcher().Swap(this);
   if (allLevels) Platform::SetLogLevel(Platform::LOG_INFO);
 }
 
 LogCapture::~LogCapture() {
-  testhooks::SetLogSink(previousSink_);
+  TheDispatcher().Swap(previousSink_);
   Platform::SetLogLevel(previousLevel_);
 }
 
