@@ -69,6 +69,8 @@ if(Python3_Interpreter_FOUND)
   foreach(test delivery api library)
     if(TEST ${test})
       set_property(TEST ${test} APPEND PROPERTY FIXTURES_REQUIRED receiver)
+      # Tests steer the one receiver's answers, so they take turns with it.
+      set_property(TEST ${test} APPEND PROPERTY RESOURCE_LOCK qz_receiver)
       set_property(TEST ${test} APPEND PROPERTY ENVIRONMENT
         QZ_RECEIVER_DIR=${QZ_RECEIVER_DIR} no_proxy=127.0.0.1,localhost NO_PROXY=127.0.0.1,localhost)
     endif()
