@@ -108,6 +108,9 @@ stage_win() {
 }
 
 if [ "${1:-}" = "--stage" ]; then
+  mkdir -p "$BUILD_ROOT/logs"
+  # The process group that timeout made, for the caller to end on an interrupt.
+  read -r -a proc_stat </proc/$$/stat && echo "${proc_stat[4]}" >"$BUILD_ROOT/logs/stage.pgid"
   "stage_$2" </dev/null
   exit $?
 fi
@@ -129,6 +132,15 @@ if ! qz_require_packages "${PACKAGES[@]}"; then
 fi
 
 mkdir -p "$BUILD_ROOT/logs"
+stop_stage() {
+  local pgid
+  if pgid=$(cat "$BUILD_ROOT/logs/stage.pgid" 2>/dev/null) && [ -n "$pgid" ]; then
+    kill -TERM -- "-$pgid" 2>/dev/null
+  fi
+  echo "qz: interrupted" >&2
+  exit 130
+}
+trap stop_stage INT TERM
 started=$(date +%s)
 failed=0 passed_tests=0 failed_tests=0
 results=()
@@ -136,9 +148,16 @@ for stage in "${stages[@]}"; do
   log=$BUILD_ROOT/logs/$stage.log
   echo "==== qz: stage $stage ($(date '+%H:%M:%S')) ===="
   t0=$(date +%s)
-  # timeout ends the whole process group, so a hung test or Wine goes too.
-  timeout -k 30 "$STAGE_TIMEOUT" bash "$ROOT/scripts/test.sh" --stage "$stage" 2>&1 | tee "$log"
-  rc=${PIPESTATUS[0]}
+  # timeout runs the stage in a process group of its own and ends the whole
+  # group, so a hung test or Wine goes too; an interrupt here ends it the same
+  # way. In the background, because a trap waits for a foreground job to end.
+  rm -f "$BUILD_ROOT/logs/stage.pgid"
+  (
+    timeout -k 30 "$STAGE_TIMEOUT" bash "$ROOT/scripts/test.sh" --stage "$stage" 2>&1 | tee "$log"
+    exit "${PIPESTATUS[0]}"
+  ) &
+  wait $!
+  rc=$?
   seconds=$(($(date +%s) - t0))
   counts=$(grep -E '^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -n 1)
   if [ -n "$counts" ]; then
