@@ -3,6 +3,7 @@
 #ifndef QZ_FLOWCONTROLLER_H
 #define QZ_FLOWCONTROLLER_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -65,7 +66,8 @@ class QZ_API FlowController {
   uint32_t quietGain;
   bool offline;
   bool supportOfflineStorage;
-  bool sendDisabled;
+  // The one field a host thread changes while the sending thread reads it.
+  std::atomic<bool> sendDisabled;
   uint32_t maximumSequentialFailureCount;
   int32_t retryTimeout;
   uint64_t lastIntervalTime;

@@ -32,7 +32,7 @@ void FlowController::Reset() {
   quietGain = 33;
   offline = false;
   supportOfflineStorage = true;
-  sendDisabled = false;
+  sendDisabled.store(false, std::memory_order_relaxed);
   maximumSequentialFailureCount = 3;
   retryTimeout = 60000;
   lastIntervalTime = 0;
@@ -55,7 +55,7 @@ FlowController& FlowController::operator=(const FlowController* other) {
   quietGain = other->quietGain;
   offline = other->offline;
   supportOfflineStorage = other->supportOfflineStorage;
-  sendDisabled = other->sendDisabled;
+  sendDisabled.store(other->sendDisabled.load(std::memory_order_relaxed), std::memory_order_relaxed);
   maximumSequentialFailureCount = other->maximumSequentialFailureCount;
   retryTimeout = other->retryTimeout;
   lastIntervalTime = other->lastIntervalTime;
@@ -93,7 +93,9 @@ void FlowController::SetQuietGain(uint32_t percent) {
 
 void FlowController::SetOffline(bool value) { offline = value; }
 void FlowController::SetSupportOfflineStorage(bool value) { supportOfflineStorage = value; }
-void FlowController::SetSendDisabled(bool value) { sendDisabled = value; }
+void FlowController::SetSendDisabled(bool value) {
+  sendDisabled.store(value, std::memory_order_relaxed);
+}
 void FlowController::SetMaximumSequentialFailureCount(uint32_t count) {
   maximumSequentialFailureCount = count;
 }
@@ -113,7 +115,9 @@ uint32_t FlowController::GetMaximumSequentialFailureCount() const {
 int32_t FlowController::GetRetryTimeout() const { return retryTimeout; }
 bool FlowController::IsOffline() const { return offline; }
 bool FlowController::IsSupportOfflineStorage() const { return supportOfflineStorage; }
-bool FlowController::IsSendDisabled() const { return sendDisabled; }
+bool FlowController::IsSendDisabled() const {
+  return sendDisabled.load(std::memory_order_relaxed);
+}
 
 // The target and the step are formed in 64 bits, saturating, instead of the
 // 32 bits that would wrap: a wrapped step can land anywhere, and an overshoot
@@ -170,7 +174,7 @@ size_t FlowController::MessagesToDrop(size_t count) const {
 }
 
 bool FlowController::OKToTransmit() const {
-  if (offline || sendDisabled) return false;
+  if (offline || sendDisabled.load(std::memory_order_relaxed)) return false;
   if (sequentialFailureCount < maximumSequentialFailureCount) return true;
   if (retryTimeout == 0) return false;
   return static_cast<int64_t>(Platform::GetTimeMillis()) >= retryTime;
