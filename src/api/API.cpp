@@ -164,6 +164,12 @@ void ReportSession(const QZChar* source, const QZChar* session, const BinaryInfo
   QueueMessage(run, new MessageType(session, binaryInfo, keys));
 }
 
+bool HasFeatureName(const QZChar* source, const QZChar* name) {
+  if (name != nullptr && name[0] != 0) return true;
+  Platform::LogError(source, QZ_TEXT("missing feature name"));
+  return false;
+}
+
 enum class FeatureEvent { kStart, kStop };
 
 void ReportFeatureEdge(FeatureEvent event, const QZChar* source, const QZChar* name,
@@ -171,10 +177,7 @@ void ReportFeatureEdge(FeatureEvent event, const QZChar* source, const QZChar* n
                        const ExtendedKeys* keys) {
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
-  if (name == nullptr || name[0] == 0) {
-    Platform::LogError(source, QZ_TEXT("missing feature name"));
-    return;
-  }
+  if (!HasFeatureName(source, name)) return;
   StringBuf resolved;
   if (!ResolveSession(run, source, session, resolved)) {
     QueueUnderLock(run, nullptr);
@@ -355,10 +358,7 @@ void API::FeatureTick(const QZChar* name, const QZChar* session, const BinaryInf
   const QZChar source[] = QZ_TEXT("API::FeatureTick");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
-  if (name == nullptr || name[0] == 0) {
-    Platform::LogError(source, QZ_TEXT("missing feature name"));
-    return;
-  }
+  if (!HasFeatureName(source, name)) return;
   StringBuf resolved;
   Message* message = nullptr;
   if (ResolveSession(run, source, session, resolved)) {

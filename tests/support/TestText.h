@@ -14,7 +14,7 @@ using QZString = std::basic_string<QZChar>;
 
 // ASCII (and any narrow text) widened code unit by code unit.
 QZString W(const char* text);
-// UTF-16 to UTF-8, for messages and comparisons; lone surrogates become '?'.
+// UTF-16 to UTF-8, for messages and comparisons; null gives "(null)".
 std::string U8(const QZChar* text);
 inline std::string U8(const QZString& text) { return U8(text.c_str()); }
 
