@@ -95,15 +95,22 @@ stage_win() {
   fi
   trap '"$WINESERVER" -k >/dev/null 2>&1' EXIT
   trap 'exit 143' TERM INT
+  # A persistent server, and Wine's own services started up front, save every
+  # test program their start. The services keep the output files they were
+  # given open until the end: never ctest's pipe, or ctest waits for them.
+  # The server needs the prefix folder; wineboot fills it.
+  mkdir -p "$WINEPREFIX"
+  "$WINESERVER" -p 2>/dev/null
+  local init=()
   if [ ! -f "$WINEPREFIX/system.reg" ]; then
     echo "qz: creating Wine prefix $WINEPREFIX"
-    timeout 300 "$WINE_LOADER" wineboot --init </dev/null || {
-      echo "qz: creating the Wine prefix failed" >&2
-      return $RC_TESTS
-    }
+    init=(--init)
   fi
-  # A persistent server saves a restart for every test program.
-  "$WINESERVER" -p 2>/dev/null
+  timeout 300 "$WINE_LOADER" wineboot "${init[@]}" </dev/null >"$dir/wineboot.log" 2>&1 || {
+    echo "qz: starting Wine failed:" >&2
+    cat "$dir/wineboot.log" >&2
+    return $RC_TESTS
+  }
   run_ctest "$dir"
 }
 
