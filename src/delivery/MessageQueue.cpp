@@ -7,6 +7,15 @@
 #include "qz/FlowController.h"
 
 namespace qz {
+namespace {
+
+// REQUIRES: the run's global lock (the only caller of Stop holds it).
+std::vector<TransmitterThread*>& AbandonedTransmitters() {
+  static std::vector<TransmitterThread*>* abandoned = new std::vector<TransmitterThread*>();
+  return *abandoned;
+}
+
+}  // namespace
 
 MessageQueue::MessageQueue(const Configuration* configuration, FlowController* flowController)
     : queueLock(Platform::NewMutex()),
@@ -85,8 +94,10 @@ void MessageQueue::Stop() {
     if (transmitter->Stop()) {
       delete transmitter;
     } else {
-      // Its thread still runs and uses it; leaving it allocated is the only safe choice.
+      // Its thread still runs and uses it, so it must stay allocated; keeping
+      // it listed says the memory is held on purpose.
       Platform::LogError(QZ_TEXT("MessageQueue::Stop"), QZ_TEXT("Transmitter thread abandoned"));
+      AbandonedTransmitters().push_back(transmitter);
     }
     transmitter = nullptr;
   }
