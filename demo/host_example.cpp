@@ -31,6 +31,8 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s ENDPOINT [--https]\n", argv[0]);
     return 2;
   }
+  // Line by line, so the host's lines interleave with the receiver's output.
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
   const bool https = argc > 2 && std::strcmp(argv[2], "--https") == 0;
   const std::basic_string<QZChar> endpoint = Widen(argv[1]);
 
