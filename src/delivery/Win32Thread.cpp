@@ -51,6 +51,9 @@ void Win32Thread::Stop() {
         // If even this fails the runnable may still be running: the owner
         // learns so through HasEnded and must keep it alive.
         ended = TerminateThread(threadHandle, 1) != FALSE;
+        // Termination completes asynchronously; let it finish before the
+        // owner frees what the thread was using.
+        if (ended) ended = WaitForSingleObject(threadHandle, 5000) == WAIT_OBJECT_0;
       }
     }
     CloseHandle(threadHandle);
