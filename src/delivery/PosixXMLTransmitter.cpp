@@ -46,7 +46,7 @@ class HeaderList {
 }  // namespace
 
 PosixXMLTransmitter::PosixXMLTransmitter(const Configuration& configuration)
-    : XMLTransmitter(configuration), httpSession(nullptr), aborted(false) {
+    : XMLTransmitter(configuration), httpSession(nullptr), aborted(false), deadline(0) {
   std::string candidate = useSSL ? "https://" : "http://";
   candidate += ToUtf8(endpointLocation);
 
@@ -77,10 +77,27 @@ PosixXMLTransmitter::~PosixXMLTransmitter() {
   if (httpSession != nullptr) curl_easy_cleanup(httpSession);
 }
 
+namespace {
+int64_t SteadyMillis() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
+}  // namespace
+
+void PosixXMLTransmitter::AbortAfter(uint32_t milliseconds) {
+  deadline.store(SteadyMillis() + static_cast<int64_t>(milliseconds));
+}
+
+bool PosixXMLTransmitter::PastDeadline() const {
+  const int64_t at = deadline.load();
+  return at != 0 && SteadyMillis() >= at;
+}
+
 int PosixXMLTransmitter::OnProgress(void* self, curl_off_t, curl_off_t downloaded, curl_off_t,
                                     curl_off_t uploaded) {
   PosixXMLTransmitter* t = static_cast<PosixXMLTransmitter*>(self);
-  if (t->aborted.load()) return 1;
+  if (t->aborted.load() || t->PastDeadline()) return 1;
   auto now = std::chrono::steady_clock::now();
   // Until the request starts going out, the connect limit applies instead.
   if (uploaded == 0 || downloaded != t->lastDownloaded || uploaded != t->lastUploaded) {
@@ -137,7 +154,7 @@ bool PosixXMLTransmitter::Post(const StringBuf& platformText, const StringBuf& c
                                const StringBuf& body) {
   if (url.empty()) return false;
   if (body.StrLen() == 0) return true;
-  if (aborted.load()) return false;
+  if (aborted.load() || PastDeadline()) return false;
 
   if (httpSession == nullptr) {
     httpSession = curl_easy_init();

@@ -25,6 +25,7 @@ class PosixXMLTransmitter : public XMLTransmitter {
   // A post in flight ends within about a second (curl's progress callback
   // notices the flag); later posts fail at once.
   void Abort() override { aborted.store(true); }
+  void AbortAfter(uint32_t milliseconds) override;
 
   // "http://" or "https://" plus the endpoint; empty when it could not be parsed.
   const std::string& GetUrl() const { return url; }
@@ -38,6 +39,9 @@ class PosixXMLTransmitter : public XMLTransmitter {
   CURL* httpSession;  // opened by the first post that sends, then reused
   std::string url;
   std::atomic<bool> aborted;
+  // Steady-clock milliseconds after which posts are cut short; 0: none.
+  std::atomic<int64_t> deadline;
+  bool PastDeadline() const;
   // Progress of the post in flight, for the idle limit.
   std::chrono::steady_clock::time_point lastActivity;
   curl_off_t lastDownloaded = 0;

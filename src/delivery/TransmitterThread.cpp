@@ -90,6 +90,10 @@ bool TransmitterThread::Stop() {
     MutexLock guard(stateLock);
     if (running.load() && thread != nullptr) {
       running.store(false);
+      // Where a thread cannot be killed, the last pass must give up on a
+      // silent server in time for the thread to end within its stop timeout.
+      const uint32_t timeout = thread->GetStopTimeout();
+      if (transmitter != nullptr) transmitter->AbortAfter(timeout > 2000 ? timeout - 1000 : timeout / 2);
       thread->Stop();
       ended = thread->HasEnded();
     }

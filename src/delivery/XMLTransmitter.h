@@ -30,6 +30,10 @@ class XMLTransmitter {
   // call from any thread. The default does nothing; the per-phase timeouts
   // still bound the post.
   virtual void Abort() {}
+  // For an owner that must be done within a bound: posts still running that
+  // many milliseconds from now are cut short, and later ones fail at once.
+  // The default does nothing (the platform can end the thread by force).
+  virtual void AbortAfter(uint32_t /*milliseconds*/) {}
 
   const StringBuf& GetEndpointLocation() const { return endpointLocation; }
   bool IsUseSSL() const { return useSSL; }
