@@ -9,7 +9,7 @@
 namespace qz {
 namespace test {
 
-const char kTransmitterClass[] = "Posix";
+const char kSystem[] = "Posix";
 
 namespace {
 

@@ -6,39 +6,24 @@
 namespace qz {
 namespace test {
 
-const char kTransmitterClass[] = "Win32";
+const char kSystem[] = "Win32";
 
 namespace {
 
-struct Cracked {
-  std::string host;
-  int port;
-  std::string path;
-};
-
-Cracked Crack(const char* location, bool ssl) {
-  Configuration configuration;
-  configuration.SetEndpointLocation(W(location).c_str());
-  configuration.SetUseSSL(ssl);
-  Win32XMLTransmitter transmitter(configuration);
-  return {U8(transmitter.GetHostName().ToString()), transmitter.GetPort(),
-          U8(transmitter.GetUrlPath().ToString())};
-}
-
 TEST(Win32XMLTransmitterTest, SplitsTheEndpoint) {
-  Cracked plain = Crack("collector/Svc/Messaging.svc/Publish", false);
-  EXPECT_EQ("collector", plain.host);
-  EXPECT_EQ(80, plain.port);
-  EXPECT_EQ("/Svc/Messaging.svc/Publish", plain.path);
-
-  Cracked secure = Crack("collector/Svc/Messaging.svc/Publish", true);
-  EXPECT_EQ("collector", secure.host);
-  EXPECT_EQ(443, secure.port);
-
-  Cracked query = Crack("collector:8080/p?x=1", false);
-  EXPECT_EQ("collector", query.host);
-  EXPECT_EQ(8080, query.port);
-  EXPECT_EQ("/p?x=1", query.path);
+  const struct { const char* location; bool ssl; const char* host; int port; const char* path; } cases[] = {
+      {"collector/Svc/Messaging.svc/Publish", false, "collector", 80, "/Svc/Messaging.svc/Publish"},
+      {"collector/Svc/Messaging.svc/Publish", true, "collector", 443, "/Svc/Messaging.svc/Publish"},
+      {"collector:8080/p?x=1", false, "collector", 8080, "/p?x=1"}};
+  for (const auto& c : cases) {
+    Configuration configuration;
+    configuration.SetEndpointLocation(W(c.location).c_str());
+    configuration.SetUseSSL(c.ssl);
+    Win32XMLTransmitter transmitter(configuration);
+    EXPECT_EQ(c.host, U8(transmitter.GetHostName().ToString())) << c.location;
+    EXPECT_EQ(c.port, transmitter.GetPort()) << c.location;
+    EXPECT_EQ(c.path, U8(transmitter.GetUrlPath().ToString())) << c.location;
+  }
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Shared by the transport tests: a receiver-backed fixture and the name of
-// this system's transmitter class, as it appears in diagnostics.
+// Shared by the delivery tests: a receiver-backed transport fixture and this
+// system's prefix of class names, as it appears in diagnostics.
 #ifndef QZ_TESTS_DELIVERY_XMLTRANSMITTERTEST_H
 #define QZ_TESTS_DELIVERY_XMLTRANSMITTERTEST_H
 
@@ -10,6 +10,7 @@
 #include <string>
 
 #include "delivery/XMLTransmitter.h"
+#include "platform/Platform.h"
 #include "qz/Configuration.h"
 #include "support/LogCapture.h"
 #include "support/Receiver.h"
@@ -19,15 +20,32 @@ namespace qz {
 namespace test {
 
 // "Win32" or "Posix".
-extern const char kTransmitterClass[];
+extern const char kSystem[];
 
 class TransmitterTest : public ::testing::Test {
  protected:
-  void SetUp() override;
-  void TearDown() override;
+  void SetUp() override {
+    std::string why;
+    ASSERT_TRUE(receiver.Connect(&why)) << why;
+    ASSERT_TRUE(receiver.Reset());
+  }
+  void TearDown() override { receiver.Reset(); }
+
   static std::unique_ptr<XMLTransmitter> Make(const std::string& location, bool ssl = false,
-                                              int32_t timeout = 10000);
-  static bool Send(XMLTransmitter& transmitter, const QZString& body);
+                                              int32_t timeout = 10000) {
+    Configuration configuration;
+    configuration.SetEndpointLocation(W(location.c_str()).c_str());
+    configuration.SetUseSSL(ssl);
+    configuration.SetEndpointTimeout(timeout);
+    return std::unique_ptr<XMLTransmitter>(Platform::NewXMLTransmitter(&configuration));
+  }
+  static bool Send(XMLTransmitter& transmitter, const QZString& body) {
+    return transmitter.Post(StringBuf(W("Test/1.0").c_str()),
+                            StringBuf(W("11111111-2222-3333-4444-555555555555").c_str()),
+                            StringBuf(W("AAAAAAAA-BBBB-CCCC-DDDD-EEEEEEEEEEEE").c_str()),
+                            StringBuf(W("99999999-8888-7777-6666-000000000000").c_str()),
+                            StringBuf(body.c_str()));
+  }
 
   Receiver receiver;
 };
