@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <regex>
 #include <set>
 #include <string>
 #include <thread>
@@ -17,7 +18,7 @@ namespace {
 
 using test::U8;
 
-// Answers every call with a recognisable value and counts log calls.
+// Answers with recognisable values and counts log calls.
 class FakePlatform : public Platform {
  public:
   int logs = 0;
@@ -31,9 +32,9 @@ class FakePlatform : public Platform {
   void DoApplyDefaultEndpoint(Configuration*) override {}
   void DoGetPlatformInfo(PlatformInfo& info) override { info.name = QZ_TEXT("Fake"); }
   uint64_t DoGetTimeMillis() override { return 42; }
-  void DoFormatTime(uint64_t, StringBuf& out) override { out = QZ_TEXT("fake"); }
-  void DoGetTimeString(StringBuf& out) override { out = QZ_TEXT("fake"); }
-  void DoNewGUID(StringBuf& out) override { out = QZ_TEXT("fake"); }
+  void DoFormatTime(uint64_t, StringBuf&) override {}
+  void DoGetTimeString(StringBuf&) override {}
+  void DoNewGUID(StringBuf&) override {}
   void DoLogInfo(const QZChar*, const QZChar*) override { ++logs; }
   void DoLogWarn(const QZChar*, const QZChar*) override { ++logs; }
   void DoLogError(const QZChar*, const QZChar*) override { ++logs; }
@@ -45,128 +46,97 @@ std::string PlatformName() {
   return U8(info.name.ToString());
 }
 
-// Which of information, warning and error pass at the current level.
-std::string Passing() {
-  test::LogCapture log(false);
-  Platform::LogInfo(QZ_TEXT("PlatformTest"), QZ_TEXT("I"));
-  Platform::LogWarn(QZ_TEXT("PlatformTest"), QZ_TEXT("W"));
-  Platform::LogError(QZ_TEXT("PlatformTest"), QZ_TEXT("E"));
-  std::string out;
-  for (const test::LogEntry& e : log.Entries()) out += e.message;
-  return out;
-}
-
-bool IsGuid(const std::string& text) {
-  if (text.size() != 36) return false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    bool dash = i == 8 || i == 13 || i == 18 || i == 23;
-    char c = text[i];
-    if (dash ? c != '-' : !((c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'))) return false;
-  }
-  return true;
-}
-
 TEST(Platform, LogLevelIsClampedAndFiltersByThreshold) {
-  int32_t before = Platform::GetLogLevel();
-  EXPECT_EQ(before, Platform::LOG_ERROR);
-  EXPECT_EQ(Passing(), "E");
-  Platform::SetLogLevel(0);
-  EXPECT_EQ(Platform::GetLogLevel(), 100);
-  EXPECT_EQ(Passing(), "IWE");
-  Platform::SetLogLevel(1000);
-  EXPECT_EQ(Platform::GetLogLevel(), 300);
-  EXPECT_EQ(Passing(), "E");
-  Platform::SetLogLevel(200);
-  EXPECT_EQ(Passing(), "WE");
-  Platform::SetLogLevel(101);
-  EXPECT_EQ(Passing(), "WE");
-  Platform::SetLogLevel(150);
-  EXPECT_EQ(Platform::GetLogLevel(), 150);
-  EXPECT_EQ(Passing(), "WE");
+  const int32_t before = Platform::GetLogLevel();
+  EXPECT_EQ(Platform::LOG_ERROR, before);
+  const int32_t set[] = {0, 1000, 200, 101, 150}, kept[] = {100, 300, 200, 101, 150};
+  const char* passing[] = {"IWE", "E", "WE", "WE", "WE"};
+  for (int i = 0; i < 5; ++i) {
+    Platform::SetLogLevel(set[i]);
+    EXPECT_EQ(kept[i], Platform::GetLogLevel());
+    test::LogCapture log(false);
+    Platform::LogInfo(QZ_TEXT("PlatformTest"), QZ_TEXT("I"));
+    Platform::LogWarn(QZ_TEXT("PlatformTest"), QZ_TEXT("W"));
+    Platform::LogError(QZ_TEXT("PlatformTest"), QZ_TEXT("E"));
+    std::string seen;
+    for (const test::LogEntry& e : log.Entries()) seen += e.message;
+    EXPECT_EQ(passing[i], seen) << "level " << set[i];
+  }
   Platform::SetLogLevel(before);
 }
 
-TEST(Platform, SecondPlatformDoesNotTakeOver) {
-  Platform* first = Platform::Instance();
-  ASSERT_NE(first, nullptr);
-  std::string name = PlatformName();
-  {
-    FakePlatform second;
-    EXPECT_EQ(Platform::Instance(), first);
-    EXPECT_EQ(PlatformName(), name);
-    Platform::LogError(QZ_TEXT("PlatformTest"), QZ_TEXT("to the first"));
-    EXPECT_EQ(second.logs, 0);
-  }
-  EXPECT_EQ(Platform::Instance(), first);
-}
-
 TEST(Platform, TimeTextsAreUtc) {
-  StringBuf text;
-  Platform::FormatTime(0, text);
-  EXPECT_EQ(U8(text.ToString()), "1970-01-01T00:00:00.000Z");
-  Platform::FormatTime(1000, text);
-  EXPECT_EQ(U8(text.ToString()), "1970-01-01T00:00:01.000Z");
-  Platform::FormatTime(1330837567089ULL, text);
-  EXPECT_EQ(U8(text.ToString()), "2012-03-04T05:06:07.089Z");
-
+  const uint64_t millis[] = {0, 1000, 1330837567089ULL};
+  const char* texts[] = {"1970-01-01T00:00:00.000Z", "1970-01-01T00:00:01.000Z",
+                         "2012-03-04T05:06:07.089Z"};
+  for (int i = 0; i < 3; ++i) {
+    StringBuf text;
+    Platform::FormatTime(millis[i], text);
+    EXPECT_EQ(texts[i], U8(text.ToString()));
+  }
   int64_t system = std::chrono::duration_cast<std::chrono::milliseconds>(
-                       std::chrono::system_clock::now().time_since_epoch())
-                       .count();
+                       std::chrono::system_clock::now().time_since_epoch()).count();
   EXPECT_LT(std::llabs(static_cast<int64_t>(Platform::GetTimeMillis()) - system), 60000);
 }
 
 TEST(Platform, GuidsAreWellFormedAndUniqueAcrossThreads) {
-  constexpr int kThreads = 4;
-  constexpr int kPerThread = 5000;
-  std::vector<std::vector<std::string>> made(kThreads);
+  const std::regex form("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
+  std::vector<std::vector<std::string>> made(4);
   std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&made, t] {
+  for (auto& list : made) {
+    threads.emplace_back([&list] {
       StringBuf guid;
-      for (int i = 0; i < kPerThread; ++i) {
+      for (int i = 0; i < 5000; ++i) {
         Platform::NewGUID(guid);
-        made[t].push_back(U8(guid.ToString()));
+        list.push_back(U8(guid.ToString()));
       }
     });
   }
   for (std::thread& t : threads) t.join();
   std::set<std::string> all;
-  for (const std::vector<std::string>& list : made) {
-    for (const std::string& guid : list) {
-      ASSERT_TRUE(IsGuid(guid)) << guid;
-      all.insert(guid);
-    }
+  for (const auto& list : made) all.insert(list.begin(), list.end());
+  EXPECT_EQ(20000u, all.size());
+  for (const std::string& guid : all) ASSERT_TRUE(std::regex_match(guid, form)) << guid;
+}
+
+TEST(Platform, SecondPlatformDoesNotTakeOver) {
+  Platform* first = Platform::Instance();
+  ASSERT_NE(nullptr, first);
+  {
+    FakePlatform second;
+    EXPECT_EQ(first, Platform::Instance());
+    EXPECT_NE("Fake", PlatformName());
+    Platform::LogError(QZ_TEXT("PlatformTest"), QZ_TEXT("to the first"));
+    EXPECT_EQ(0, second.logs);
   }
-  EXPECT_EQ(all.size(), static_cast<size_t>(kThreads * kPerThread));
+  EXPECT_EQ(first, Platform::Instance());
 }
 
 // Runs last in this program: it takes the platform down and brings it back.
 TEST(Platform, WithoutSingletonEverythingIsInert) {
   DestroyPlatform();
-  ASSERT_EQ(Platform::Instance(), nullptr);
+  ASSERT_EQ(nullptr, Platform::Instance());
   {
     test::LogCapture log;
-    EXPECT_EQ(Platform::GetTimeMillis(), 0u);
-    EXPECT_EQ(Platform::NewMutex(), nullptr);
-    EXPECT_EQ(Platform::GetLogLevel(), 0);
+    EXPECT_EQ(0u, Platform::GetTimeMillis());
+    EXPECT_EQ(nullptr, Platform::NewMutex());
+    EXPECT_EQ(0, Platform::GetLogLevel());
     Platform::LogError(QZ_TEXT("PlatformTest"), QZ_TEXT("nobody"));
     EXPECT_TRUE(log.Entries().empty());
     StringBuf guid(QZ_TEXT("kept"));
     Platform::NewGUID(guid);
-    EXPECT_EQ(U8(guid.ToString()), "kept");
+    EXPECT_EQ("kept", U8(guid.ToString()));
   }
   {
     // The first platform made when there is none becomes the singleton.
     FakePlatform fake;
-    EXPECT_EQ(Platform::Instance(), &fake);
-    EXPECT_EQ(Platform::GetTimeMillis(), 42u);
+    EXPECT_EQ(&fake, Platform::Instance());
     Platform::LogError(QZ_TEXT("PlatformTest"), QZ_TEXT("to the fake"));
-    EXPECT_EQ(fake.logs, 1);
+    EXPECT_EQ(1, fake.logs);
   }
-  EXPECT_EQ(Platform::Instance(), nullptr);
+  EXPECT_EQ(nullptr, Platform::Instance());
   CreatePlatform();
-  ASSERT_NE(Platform::Instance(), nullptr);
-  EXPECT_NE(PlatformName(), "Fake");
+  EXPECT_NE("Fake", PlatformName());
 }
 
 }  // namespace

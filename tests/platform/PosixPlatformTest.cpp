@@ -19,26 +19,24 @@ std::string NewGuid() {
 
 TEST(PosixPlatform, ForkedChildDoesNotRepeatItsParentsGuids) {
   int fds[2];
-  ASSERT_EQ(pipe(fds), 0);
+  ASSERT_EQ(0, pipe(fds));
   pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
     std::string guid = NewGuid();
-    ssize_t written = write(fds[1], guid.data(), guid.size());
-    _exit(written == static_cast<ssize_t>(guid.size()) ? 0 : 1);
+    _exit(write(fds[1], guid.data(), guid.size()) == static_cast<ssize_t>(guid.size()) ? 0 : 1);
   }
   close(fds[1]);
   std::string parent = NewGuid();
   char buffer[64] = {};
   ssize_t n = read(fds[0], buffer, sizeof buffer);
   close(fds[0]);
-  int status = 0;
-  waitpid(child, &status, 0);
-  ASSERT_EQ(n, 36);
+  waitpid(child, nullptr, 0);
+  ASSERT_EQ(36, n);
   EXPECT_NE(std::string(buffer, 36), parent);
   // Random GUIDs: version 4, RFC 4122 variant.
-  EXPECT_EQ(parent[14], '4') << parent;
-  EXPECT_NE(std::string("89AB").find(parent[19]), std::string::npos) << parent;
+  EXPECT_EQ('4', parent[14]) << parent;
+  EXPECT_NE(std::string::npos, std::string("89AB").find(parent[19])) << parent;
 }
 
 }  // namespace
