@@ -288,21 +288,16 @@ void API::SendMessages() {
 
 // The lock costs little here and keeps a concurrent start or stop from
 // changing the text's storage while it is read.
-const QZChar* API::GetDefaultSession() {
+static const QZChar* RunIdentifier(const QZChar* (Configuration::*getter)() const) {
   RunState& run = TheRun();
   if (!run.started.load(std::memory_order_acquire)) return nullptr;
   MutexLock guard(GlobalLock());
-  return run.started.load(std::memory_order_relaxed) ? run.configuration.GetDefaultSession()
-                                                     : nullptr;
+  return run.started.load(std::memory_order_relaxed) ? (run.configuration.*getter)() : nullptr;
 }
 
-const QZChar* API::GetMessageGroup() {
-  RunState& run = TheRun();
-  if (!run.started.load(std::memory_order_acquire)) return nullptr;
-  MutexLock guard(GlobalLock());
-  return run.started.load(std::memory_order_relaxed) ? run.configuration.GetMessageGroup()
-                                                     : nullptr;
-}
+const QZChar* API::GetDefaultSession() { return RunIdentifier(&Configuration::GetDefaultSession); }
+
+const QZChar* API::GetMessageGroup() { return RunIdentifier(&Configuration::GetMessageGroup); }
 
 void API::SetLogLevel(int level) { Platform::SetLogLevel(level); }
 
