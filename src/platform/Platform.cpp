@@ -96,6 +96,102 @@ void Platform::NewGUID(StringBuf& out) {
   if (p != nullptr) p->DoNewGUID(out);
 }
 
+void Platform::GetOsInfo(OsInfo& info, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetOsInfo(info, fullData);
+}
+
+void Platform::GetVideoInfo(VideoInfo& info, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetVideoInfo(info, fullData);
+}
+
+void Platform::GetUserInfo(UserInfo& info, bool fullData, bool omitPersonalInfo) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetUserInfo(info, fullData, omitPersonalInfo);
+}
+
+void Platform::GetTimeZoneInfo(TimeZoneInfo& info, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetTimeZoneInfo(info, fullData);
+}
+
+void Platform::GetPowerState(StringBuf& out, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetPowerState(out, fullData);
+}
+
+void Platform::GetSystemModel(SystemModelInfo& info, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetSystemModel(info, fullData);
+}
+
+void Platform::GetScreenInfo(ScreenInfo& info, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetScreenInfo(info, fullData);
+}
+
+void Platform::GetNetworkAdapters(FactList<NetworkAdapterInfo>& list, bool fullData,
+                                  bool omitPersonalInfo) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetNetworkAdapters(list, fullData, omitPersonalInfo);
+}
+
+void Platform::GetMemoryUse(MemoryUseInfo& info) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetMemoryUse(info);
+}
+
+void Platform::GetMemoryInfo(MemoryInfo& info, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetMemoryInfo(info, fullData);
+}
+
+void Platform::GetHostInfo(HostInfo& info, bool omitPersonalInfo) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetHostInfo(info, omitPersonalInfo);
+}
+
+void Platform::GetDomainInfo(DomainInfo& info, bool fullData, bool omitPersonalInfo) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetDomainInfo(info, fullData, omitPersonalInfo);
+}
+
+void Platform::GetDisks(FactList<DiskInfo>& list, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetDisks(list, fullData);
+}
+
+uint32_t Platform::GetCpuLoad() {
+  Platform* p = Instance();
+  return p != nullptr ? p->DoGetCpuLoad() : 0;
+}
+
+void Platform::GetProcessors(FactList<CpuInfo>& list, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetProcessors(list, fullData);
+}
+
+void Platform::GetTerminalServicesInfo(TerminalServicesInfo& info, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetTerminalServicesInfo(info, fullData);
+}
+
+void Platform::GetSoundDevice(DeviceInfo& info, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetSoundDevice(info, fullData);
+}
+
+void Platform::GetModem(DeviceInfo& info, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetModem(info, fullData);
+}
+
+void Platform::GetPageFiles(FactList<PageFileInfo>& list, bool fullData) {
+  Platform* p = Instance();
+  if (p != nullptr) p->DoGetPageFiles(list, fullData);
+}
+
 void Platform::LogInfo(const QZChar* source, const QZChar* message) {
   Platform* p = Instance();
   if (p == nullptr || p->logLevel.load(std::memory_order_relaxed) >= 101) return;

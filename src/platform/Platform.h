@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "platform/MachineFacts.h"
 #include "qz/StringBuf.h"
 
 namespace qz {
@@ -43,11 +44,32 @@ class Platform {
   static XMLTransmitter* NewXMLTransmitter(Configuration* configuration);
   static OfflineData* NewOfflineData();
   static void ApplyDefaultEndpoint(Configuration* configuration);
+  static void GetOsInfo(OsInfo& info, bool fullData);
   static void GetPlatformInfo(PlatformInfo& info);
   static uint64_t GetTimeMillis();
   static void FormatTime(uint64_t milliseconds, StringBuf& out);
   static void GetTimeString(StringBuf& out);
   static void NewGUID(StringBuf& out);
+  // Facts about the user and the machine: synchronous, on the caller's thread.
+  static void GetVideoInfo(VideoInfo& info, bool fullData);
+  static void GetUserInfo(UserInfo& info, bool fullData, bool omitPersonalInfo);
+  static void GetTimeZoneInfo(TimeZoneInfo& info, bool fullData);
+  static void GetPowerState(StringBuf& out, bool fullData);
+  static void GetSystemModel(SystemModelInfo& info, bool fullData);
+  static void GetScreenInfo(ScreenInfo& info, bool fullData);
+  static void GetNetworkAdapters(FactList<NetworkAdapterInfo>& list, bool fullData,
+                                 bool omitPersonalInfo);
+  static void GetMemoryUse(MemoryUseInfo& info);
+  static void GetMemoryInfo(MemoryInfo& info, bool fullData);
+  static void GetHostInfo(HostInfo& info, bool omitPersonalInfo);
+  static void GetDomainInfo(DomainInfo& info, bool fullData, bool omitPersonalInfo);
+  static void GetDisks(FactList<DiskInfo>& list, bool fullData);
+  static uint32_t GetCpuLoad();
+  static void GetProcessors(FactList<CpuInfo>& list, bool fullData);
+  static void GetTerminalServicesInfo(TerminalServicesInfo& info, bool fullData);
+  static void GetSoundDevice(DeviceInfo& info, bool fullData);
+  static void GetModem(DeviceInfo& info, bool fullData);
+  static void GetPageFiles(FactList<PageFileInfo>& list, bool fullData);
   static void LogInfo(const QZChar* source, const QZChar* message);
   static void LogWarn(const QZChar* source, const QZChar* message);
   static void LogError(const QZChar* source, const QZChar* message);
@@ -58,18 +80,37 @@ class Platform {
   static Platform* Instance();
 
  protected:
-  // Slots 0-11 and 30-32; the machine and user facts come between them later.
   virtual Mutex* DoNewMutex() = 0;
   virtual ThreadID* DoNewThreadID() = 0;
   virtual IThread* DoNewThread(IRunnable* runnable) = 0;
   virtual XMLTransmitter* DoNewXMLTransmitter(Configuration* configuration) = 0;
   virtual OfflineData* DoNewOfflineData() = 0;
   virtual void DoApplyDefaultEndpoint(Configuration* configuration) = 0;
+  virtual void DoGetOsInfo(OsInfo& info, bool fullData) = 0;
   virtual void DoGetPlatformInfo(PlatformInfo& info) = 0;
   virtual uint64_t DoGetTimeMillis() = 0;
   virtual void DoFormatTime(uint64_t milliseconds, StringBuf& out) = 0;
   virtual void DoGetTimeString(StringBuf& out) = 0;
   virtual void DoNewGUID(StringBuf& out) = 0;
+  virtual void DoGetVideoInfo(VideoInfo& info, bool fullData) = 0;
+  virtual void DoGetUserInfo(UserInfo& info, bool fullData, bool omitPersonalInfo) = 0;
+  virtual void DoGetTimeZoneInfo(TimeZoneInfo& info, bool fullData) = 0;
+  virtual void DoGetPowerState(StringBuf& out, bool fullData) = 0;
+  virtual void DoGetSystemModel(SystemModelInfo& info, bool fullData) = 0;
+  virtual void DoGetScreenInfo(ScreenInfo& info, bool fullData) = 0;
+  virtual void DoGetNetworkAdapters(FactList<NetworkAdapterInfo>& list, bool fullData,
+                                    bool omitPersonalInfo) = 0;
+  virtual void DoGetMemoryUse(MemoryUseInfo& info) = 0;
+  virtual void DoGetMemoryInfo(MemoryInfo& info, bool fullData) = 0;
+  virtual void DoGetHostInfo(HostInfo& info, bool omitPersonalInfo) = 0;
+  virtual void DoGetDomainInfo(DomainInfo& info, bool fullData, bool omitPersonalInfo) = 0;
+  virtual void DoGetDisks(FactList<DiskInfo>& list, bool fullData) = 0;
+  virtual uint32_t DoGetCpuLoad() = 0;
+  virtual void DoGetProcessors(FactList<CpuInfo>& list, bool fullData) = 0;
+  virtual void DoGetTerminalServicesInfo(TerminalServicesInfo& info, bool fullData) = 0;
+  virtual void DoGetSoundDevice(DeviceInfo& info, bool fullData) = 0;
+  virtual void DoGetModem(DeviceInfo& info, bool fullData) = 0;
+  virtual void DoGetPageFiles(FactList<PageFileInfo>& list, bool fullData) = 0;
   virtual void DoLogInfo(const QZChar* source, const QZChar* message) = 0;
   virtual void DoLogWarn(const QZChar* source, const QZChar* message) = 0;
   virtual void DoLogError(const QZChar* source, const QZChar* message) = 0;

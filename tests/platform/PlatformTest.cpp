@@ -35,6 +35,25 @@ class FakePlatform : public Platform {
   void DoFormatTime(uint64_t, StringBuf&) override {}
   void DoGetTimeString(StringBuf&) override {}
   void DoNewGUID(StringBuf&) override {}
+  void DoGetOsInfo(OsInfo&, bool) override {}
+  void DoGetVideoInfo(VideoInfo&, bool) override {}
+  void DoGetUserInfo(UserInfo&, bool, bool) override {}
+  void DoGetTimeZoneInfo(TimeZoneInfo&, bool) override {}
+  void DoGetPowerState(StringBuf&, bool) override {}
+  void DoGetSystemModel(SystemModelInfo&, bool) override {}
+  void DoGetScreenInfo(ScreenInfo&, bool) override {}
+  void DoGetNetworkAdapters(FactList<NetworkAdapterInfo>&, bool, bool) override {}
+  void DoGetMemoryUse(MemoryUseInfo&) override {}
+  void DoGetMemoryInfo(MemoryInfo&, bool) override {}
+  void DoGetHostInfo(HostInfo&, bool) override {}
+  void DoGetDomainInfo(DomainInfo&, bool, bool) override {}
+  void DoGetDisks(FactList<DiskInfo>&, bool) override {}
+  uint32_t DoGetCpuLoad() override { return 7; }
+  void DoGetProcessors(FactList<CpuInfo>&, bool) override {}
+  void DoGetTerminalServicesInfo(TerminalServicesInfo&, bool) override {}
+  void DoGetSoundDevice(DeviceInfo&, bool) override {}
+  void DoGetModem(DeviceInfo&, bool) override {}
+  void DoGetPageFiles(FactList<PageFileInfo>&, bool) override {}
   void DoLogInfo(const QZChar*, const QZChar*) override { ++logs; }
   void DoLogWarn(const QZChar*, const QZChar*) override { ++logs; }
   void DoLogError(const QZChar*, const QZChar*) override { ++logs; }
