@@ -50,11 +50,6 @@ BOOL WINAPI UserJdoe(LPWSTR name, LPDWORD size) {
   return TRUE;
 }
 
-BOOL WINAPI NoUser(LPWSTR, LPDWORD) {
-  SetLastError(ERROR_ACCESS_DENIED);
-  return FALSE;
-}
-
 // Wine's Win32_ComputerSystem has a row but no domain membership.
 bool InDomainCorp(const QZChar* query, const QZChar* property, VARIANT* value) {
   if (wcsstr(query, L"Win32_ComputerSystem") == nullptr) return false;
@@ -78,18 +73,12 @@ TEST(Win32FactsTest, UserIsTheHashOfLowerCaseDomainAndUserName) {
   EXPECT_TRUE(info.partOfDomain);
   EXPECT_EQ("corp", U8(info.domain));
 
+  ScopedHook<testhooks::GetUserNameFn> name(&testhooks::SetGetUserName, &UserJdoe);
   UserInfo user;
   user.admin = true;
-  {
-    ScopedHook<testhooks::GetUserNameFn> name(&testhooks::SetGetUserName, &UserJdoe);
-    Platform::GetUserInfo(user, true, false);
-  }
+  Platform::GetUserInfo(user, true, false);
   EXPECT_EQ(Hash(QZ_TEXT("corp\\jdoe")), U8(user.name));
   EXPECT_FALSE(user.admin);
-
-  ScopedHook<testhooks::GetUserNameFn> name(&testhooks::SetGetUserName, &NoUser);
-  Platform::GetUserInfo(user, false, false);
-  EXPECT_EQ(Hash(QZ_TEXT("corp\\")), U8(user.name));
 }
 
 BOOL WINAPI SerialOnDriveE(LPCWSTR root, LPWSTR, DWORD, LPDWORD serial, LPDWORD, LPDWORD, LPWSTR,
@@ -106,6 +95,10 @@ BOOL WINAPI NoVolume(LPCWSTR, LPWSTR, DWORD, LPDWORD, LPDWORD, LPDWORD, LPWSTR, 
 
 TEST(Win32FactsTest, OmittingPersonalInfoLeavesOnlyNeutralValues) {
   HostInfo host;
+  Platform::GetHostInfo(host, false);
+  EXPECT_TRUE(std::regex_match(U8(host.name), std::regex("[0-9A-F]{32}"))) << U8(host.name);
+  EXPECT_TRUE(std::regex_match(U8(host.locale), std::regex("[a-z]+(_[A-Za-z0-9]+)*")))
+      << U8(host.locale);
   Platform::GetHostInfo(host, true);
   EXPECT_EQ("N/A", U8(host.name));
   EXPECT_EQ("0.0.0.0", U8(host.ipAddress));
@@ -137,14 +130,6 @@ TEST(Win32FactsTest, OmittingPersonalInfoLeavesOnlyNeutralValues) {
   }
 }
 
-TEST(Win32FactsTest, HostIdentityIsTheHashedComputerName) {
-  HostInfo host;
-  Platform::GetHostInfo(host, false);
-  EXPECT_TRUE(std::regex_match(U8(host.name), std::regex("[0-9A-F]{32}"))) << U8(host.name);
-  EXPECT_TRUE(std::regex_match(U8(host.locale), std::regex("[a-z]+(_[A-Za-z0-9]+)*")))
-      << U8(host.locale);
-}
-
 TEST(Win32FactsTest, WithoutFullDataOnlyTheSystemCallFactsAreFilled) {
   FactList<CpuInfo> cpus;
   Platform::GetProcessors(cpus, false);
@@ -153,13 +138,6 @@ TEST(Win32FactsTest, WithoutFullDataOnlyTheSystemCallFactsAreFilled) {
   memory.totalMB = 1;
   Platform::GetMemoryInfo(memory, false);
   EXPECT_EQ(0u, memory.totalMB + memory.capacityMB + memory.speed);
-  SystemModelInfo model;
-  Platform::GetSystemModel(model, false);
-  EXPECT_EQ("", U8(model.manufacturer) + U8(model.model));
-  VideoInfo video;
-  Platform::GetVideoInfo(video, false);
-  EXPECT_EQ(0u, video.memoryMB);
-  EXPECT_EQ("", U8(video.driverVersion));
   OsInfo os;
   Platform::GetOsInfo(os, false);
   EXPECT_TRUE(os.caption.StartsWith(QZ_TEXT("Microsoft Windows "))) << U8(os.caption);
@@ -172,10 +150,6 @@ TEST(Win32FactsTest, WithoutFullDataOnlyTheSystemCallFactsAreFilled) {
   MemoryUseInfo use;
   Platform::GetMemoryUse(use);
   EXPECT_GT(use.availableMB, 0u);
-  TimeZoneInfo zone;
-  zone.offsetMinutes = 100000;
-  Platform::GetTimeZoneInfo(zone, false);
-  EXPECT_LE(zone.offsetMinutes < 0 ? -zone.offsetMinutes : zone.offsetMinutes, 14 * 60);
   FactList<DiskInfo> disks;
   Platform::GetDisks(disks, false);
   ASSERT_FALSE(disks.empty());
@@ -223,10 +197,6 @@ TEST(Win32FactsTest, ClassesWithoutRowsKeepNeutralValues) {
   Platform::GetTerminalServicesInfo(terminal, false);
   EXPECT_EQ(0xFFFFFFFFu, terminal.mode);
   EXPECT_FALSE(terminal.connectionsAllowed);
-  DeviceInfo modem;
-  modem.first = QZ_TEXT("stale");
-  Platform::GetModem(modem, false);
-  EXPECT_EQ("", U8(modem.first) + U8(modem.second));
   FactList<PageFileInfo> pageFiles;
   pageFiles.push_back(std::make_unique<PageFileInfo>());
   Platform::GetPageFiles(pageFiles, false);
