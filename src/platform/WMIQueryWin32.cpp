@@ -98,7 +98,7 @@ bool WMIQuery::Next() {
   ULONG returned = 0;
   HRESULT hr = enumerator->Next(static_cast<LONG>(WBEM_INFINITE), 1, &row, &returned);
   if (hr == WBEM_S_NO_ERROR && returned > 0) return true;
-  // Some providers fill the slot even when they report no object.
+  // Whatever came with any other answer is no row.
   Release(row);
   return false;
 }
