@@ -71,6 +71,12 @@ using UuidToStringFn = decltype(&::UuidToStringW);
 using ReportEventFn = decltype(&::ReportEventW);
 UuidToStringFn SetUuidToString(UuidToStringFn fn);
 ReportEventFn SetReportEvent(ReportEventFn fn);
+// The user name and volume serial numbers behind the user identifier: Wine
+// has neither a domain account nor a machine without volumes.
+using GetUserNameFn = decltype(&::GetUserNameW);
+using GetVolumeInformationFn = decltype(&::GetVolumeInformationW);
+GetUserNameFn SetGetUserName(GetUserNameFn fn);
+GetVolumeInformationFn SetGetVolumeInformation(GetVolumeInformationFn fn);
 
 }  // namespace testhooks
 }  // namespace qz
