@@ -21,7 +21,7 @@ const QZChar kStoreSource[] = QZ_TEXT("TransmitterThread::StoreOffline");
 
 void LogCount(const QZChar* source, const QZChar* prefix, uint64_t count, const QZChar* suffix) {
   StringBuf text(prefix);
-  text.Append(count);
+  text.Append(count, 10);
   text.Append(suffix);
   Platform::LogInfo(source, text);
 }
