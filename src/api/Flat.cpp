@@ -1,5 +1,6 @@
 // The flat interface: each function forwards to one operation of the classes,
-// adding only the null-handle check and the int-to-bool conversions.
+// adding only the null-handle check, the int-to-bool conversions and a guard
+// that keeps exceptions out of hosts written in other languages.
 #include "qz/qz_flat.h"
 
 #include <new>
