@@ -1,5 +1,6 @@
 // An example host application: it uses the library exactly as a product
-// would, through the public headers and the shared library only.
+// would, through the public headers and the shared library only. The hosts in
+// examples/ report the same run through the flat interface.
 //
 //   qz_host_example ENDPOINT [--https]
 //
@@ -22,6 +23,13 @@ std::basic_string<QZChar> Widen(const char* text) {
   return out;
 }
 
+// GUID text (ASCII) for printing.
+std::string Narrow(const QZChar* text) {
+  std::string out;
+  for (const QZChar* p = text; p != nullptr && *p != 0; ++p) out.push_back(static_cast<char>(*p));
+  return out;
+}
+
 void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(150)); }
 
 }  // namespace
@@ -31,8 +39,9 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s ENDPOINT [--https]\n", argv[0]);
     return 2;
   }
-  // Line by line, so the host's lines interleave with the receiver's output.
-  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  // Unbuffered, so the host's lines interleave with the receiver's output
+  // (Windows' C runtime has no line buffering).
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
   const bool https = argc > 2 && std::strcmp(argv[2], "--https") == 0;
   const std::basic_string<QZChar> endpoint = Widen(argv[1]);
 
@@ -49,6 +58,8 @@ int main(int argc, char** argv) {
   config.SetUseSSL(https);
   config.SetEndpointTimeout(3000);
   config.SetSupportOfflineStorage(false);
+  qz::FlowController flow;
+  flow.SetQueueSize(50);
 
   qz::BinaryInfo binary;
   binary.SetName(QZ_TEXT("editor.exe"));
@@ -61,10 +72,11 @@ int main(int argc, char** argv) {
   startKeys.Add(QZ_TEXT("plugins"), 3);
 
   std::printf("host: starting the run (endpoint %s://%s)\n", https ? "https" : "http", argv[1]);
-  if (!qz::API::ApplicationStart(&config, &binary, &startKeys)) {
+  if (!qz::API::ApplicationStart(&config, &flow, &binary, &startKeys)) {
     std::fprintf(stderr, "host: the run did not start\n");
     return 1;
   }
+  std::printf("host: message group %s\n", Narrow(qz::API::GetMessageGroup()).c_str());
 
   // A user session of its own, with features used inside it.
   const QZChar session[] = QZ_TEXT("6B0D549B-6F03-475A-9600-A35A099950D8");
@@ -77,6 +89,8 @@ int main(int argc, char** argv) {
   qz::ExtendedKeys exportKeys;
   exportKeys.Add(QZ_TEXT("format"), QZ_TEXT("PDF/A"));
   exportKeys.Add(QZ_TEXT("pages"), 12);
+  exportKeys.Add(QZ_TEXT("bytes"), 1048576L);
+  exportKeys.Add(QZ_TEXT("scale"), 0.75f);
   exportKeys.Add(QZ_TEXT("title"), QZ_TEXT("Jahresbericht \u00fcber M\u00e4rkte"));
   exportKeys.Add(QZ_TEXT("seconds"), 1.75);
 
@@ -86,6 +100,17 @@ int main(int argc, char** argv) {
   qz::API::FeatureTick(QZ_TEXT("Zoom"), session, nullptr, nullptr);
   qz::API::FeatureTick(QZ_TEXT("Zoom"), nullptr);
   qz::API::FeatureStop(QZ_TEXT("Export"), session, &exportBinary, &exportKeys);
+
+  std::printf("host: an exception, a performance probe and the system profile\n");
+  qz::ExceptionInfo fault;
+  fault.Thrown()
+      .Type(QZ_TEXT("IOException"))
+      .Message(QZ_TEXT("disk full while saving report.pdf"))
+      .Contact(QZ_TEXT("user@example.com"))
+      .Comment(QZ_TEXT("It happened while exporting."));
+  qz::API::ReportException(fault, session, &exportBinary, nullptr);
+  qz::API::PerformanceProbe(QZ_TEXT("Render"), session, &binary, nullptr);
+  qz::API::SystemProfile(&binary, nullptr);
 
   // Ask for what is queued to go now rather than at the next interval.
   std::printf("host: sending what is queued now\n");

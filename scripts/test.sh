@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Runs every test of the library in three builds:
-#   asan  native, AddressSanitizer + UndefinedBehaviorSanitizer (benchmarks compiled too)
-#   tsan  native, ThreadSanitizer
-#   win   Windows x64 cross-build (MinGW-w64), tests run under Wine
-# Usage: bash scripts/test.sh [asan|tsan|win]...     (no argument: all three)
+# Runs every test of the library in four builds:
+#   asan     native, AddressSanitizer + UndefinedBehaviorSanitizer (benchmarks compiled too)
+#   tsan     native, ThreadSanitizer
+#   release  native, no sanitizers: also the Python and C# example hosts, which
+#            cannot load a sanitizer-instrumented libqz.so
+#   win      Windows x64 cross-build (MinGW-w64), tests run under Wine
+# Usage: bash scripts/test.sh [asan|tsan|release|win]...     (no argument: all four)
 # Environment: QZ_BUILD_ROOT (default <repo>/build), QZ_JOBS (default nproc),
 # QZ_STAGE_TIMEOUT (seconds per stage, default 1500), QZ_CTEST_TIMEOUT
 # (seconds per test program when the test itself sets none, default 600).
@@ -21,12 +23,12 @@ JOBS=${QZ_JOBS:-$(nproc 2>/dev/null || echo 2)}
 STAGE_TIMEOUT=${QZ_STAGE_TIMEOUT:-1500}
 CTEST_TIMEOUT=${QZ_CTEST_TIMEOUT:-600}
 WINE_LOADER=/usr/lib/wine/wine64
-ALL_STAGES=(asan tsan win)
+ALL_STAGES=(asan tsan release win)
 
 PACKAGES=(
   cmake make g++ pkg-config binutils googletest libbenchmark-dev libcurl4-openssl-dev
   g++-mingw-w64-x86-64 g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
-  wine wine64 python3 openssl ca-certificates
+  wine wine64 python3 openssl ca-certificates mono-mcs mono-runtime
 )
 
 # Exit codes of a stage, read by the summary.
@@ -78,6 +80,11 @@ stage_tsan() {
     fi
   fi
   TSAN_OPTIONS=${TSAN_OPTIONS:-second_deadlock_stack=1} run_ctest "$dir" "${wrapper[@]}"
+}
+
+stage_release() {
+  configure_and_build "$BUILD_ROOT/release" -DCMAKE_BUILD_TYPE=Release || return
+  run_ctest "$BUILD_ROOT/release"
 }
 
 stage_win() {
@@ -181,7 +188,7 @@ for stage in "${stages[@]}"; do
     *) status="FAILED (exit $rc)" ;;
   esac
   [ "$rc" -eq 0 ] || failed=1
-  results+=("$(printf '%-5s %-40s %5d s  %s' "$stage" "$status" "$seconds" "${counts:-no test results}")")
+  results+=("$(printf '%-7s %-40s %5d s  %s' "$stage" "$status" "$seconds" "${counts:-no test results}")")
 done
 
 echo

@@ -33,7 +33,8 @@ class QZ_API Configuration {
   void SetSupportOfflineStorage(bool supported);
   void SetOmitPersonalInfo(bool omit);
   void SetFullData(bool fullData);
-  void SetEndpointTimeout(int32_t milliseconds);
+  // 0 or less means the default; where long is 64 bits, the 32-bit maximum caps it.
+  void SetEndpointTimeout(long milliseconds);  // NOLINT(runtime/int)
 
   const QZChar* GetCompanyID() const;
   const QZChar* GetCompanyName() const;
@@ -52,7 +53,7 @@ class QZ_API Configuration {
   bool IsSupportOfflineStorage() const;
   bool IsOmitPersonalInfo() const;
   bool IsFullData() const;
-  int32_t GetEndpointTimeout() const;
+  long GetEndpointTimeout() const;  // NOLINT(runtime/int)
 
  private:
   Configuration(const Configuration&) = delete;

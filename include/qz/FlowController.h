@@ -30,7 +30,8 @@ class QZ_API FlowController {
   void SetSupportOfflineStorage(bool supported);
   void SetSendDisabled(bool sendDisabled);
   void SetMaximumSequentialFailureCount(uint32_t count);
-  void SetRetryTimeout(int32_t milliseconds);  // 0: stay paused until a success
+  // 0: stay paused until a success. Negative values store 0; the 32-bit maximum caps it.
+  void SetRetryTimeout(long milliseconds);  // NOLINT(runtime/int)
 
   size_t GetQueueSize() const;
   size_t GetHighWater() const;
@@ -39,7 +40,7 @@ class QZ_API FlowController {
   uint32_t GetGain() const;
   uint32_t GetQuietGain() const;
   uint32_t GetMaximumSequentialFailureCount() const;
-  int32_t GetRetryTimeout() const;
+  long GetRetryTimeout() const;  // NOLINT(runtime/int)
   bool IsOffline() const;
   bool IsSupportOfflineStorage() const;
   bool IsSendDisabled() const;

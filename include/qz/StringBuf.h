@@ -22,9 +22,9 @@ class QZ_API StringBuf {
   StringBuf& Append(const QZChar* text);
   StringBuf& Append(QZChar c);
   StringBuf& Append(const char* narrow);
-  StringBuf& Append(int32_t value, int32_t radix = 10);
-  StringBuf& Append(uint32_t value, int32_t radix = 10);
-  StringBuf& Append(uint64_t value, int32_t radix = 10);
+  StringBuf& Append(int32_t value, int32_t radix);
+  StringBuf& Append(uint32_t value, int32_t radix);
+  StringBuf& Append(uint64_t value, int32_t radix);
   StringBuf& Append(double value);
 
   uint64_t StrLen() const { return length; }

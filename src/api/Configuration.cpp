@@ -1,5 +1,7 @@
 #include "qz/Configuration.h"
 
+#include <algorithm>
+
 #include "api/Guid.h"
 #include "platform/Platform.h"
 
@@ -145,9 +147,12 @@ void Configuration::SetSupportOfflineStorage(bool value) { supportOfflineStorage
 void Configuration::SetOmitPersonalInfo(bool value) { omitPersonalInfo = value; }
 void Configuration::SetFullData(bool value) { fullData = value; }
 
-void Configuration::SetEndpointTimeout(int32_t milliseconds) {
-  // A zero or negative limit would make every exchange fail at once.
-  endpointTimeout = milliseconds > 0 ? milliseconds : kDefaultEndpointTimeout;
+void Configuration::SetEndpointTimeout(long milliseconds) {  // NOLINT(runtime/int)
+  // A zero or negative limit would make every exchange fail at once. long is
+  // 64 bits on Linux: a larger value is capped, not cut to its low bits.
+  const int64_t wide = milliseconds;
+  endpointTimeout = wide > 0 ? static_cast<int32_t>(std::min<int64_t>(wide, INT32_MAX))
+                             : kDefaultEndpointTimeout;
 }
 
 const QZChar* Configuration::GetCompanyID() const { return companyID.ToString(); }
@@ -169,6 +174,6 @@ bool Configuration::IsSendDisabled() const { return sendDisabled; }
 bool Configuration::IsSupportOfflineStorage() const { return supportOfflineStorage; }
 bool Configuration::IsOmitPersonalInfo() const { return omitPersonalInfo; }
 bool Configuration::IsFullData() const { return fullData; }
-int32_t Configuration::GetEndpointTimeout() const { return endpointTimeout; }
+long Configuration::GetEndpointTimeout() const { return endpointTimeout; }  // NOLINT(runtime/int)
 
 }  // namespace qz

@@ -1,5 +1,6 @@
 #include "qz/FlowController.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 
@@ -99,8 +100,10 @@ void FlowController::SetSendDisabled(bool value) {
 void FlowController::SetMaximumSequentialFailureCount(uint32_t count) {
   maximumSequentialFailureCount = count;
 }
-void FlowController::SetRetryTimeout(int32_t milliseconds) {
-  retryTimeout = milliseconds > 0 ? milliseconds : 0;
+void FlowController::SetRetryTimeout(long milliseconds) {  // NOLINT(runtime/int)
+  // long is 64 bits on Linux: a larger value is capped, not cut to its low bits.
+  const int64_t wide = milliseconds;
+  retryTimeout = wide > 0 ? static_cast<int32_t>(std::min<int64_t>(wide, INT32_MAX)) : 0;
 }
 
 size_t FlowController::GetQueueSize() const { return static_cast<size_t>(queueSize); }
@@ -112,7 +115,7 @@ uint32_t FlowController::GetQuietGain() const { return quietGain; }
 uint32_t FlowController::GetMaximumSequentialFailureCount() const {
   return maximumSequentialFailureCount;
 }
-int32_t FlowController::GetRetryTimeout() const { return retryTimeout; }
+long FlowController::GetRetryTimeout() const { return retryTimeout; }  // NOLINT(runtime/int)
 bool FlowController::IsOffline() const { return offline; }
 bool FlowController::IsSupportOfflineStorage() const { return supportOfflineStorage; }
 bool FlowController::IsSendDisabled() const {

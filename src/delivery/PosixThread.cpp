@@ -103,7 +103,7 @@ void PosixThread::Start() {
   if (error != 0) {
     delete argument;
     StringBuf message(QZ_TEXT("pthread_create() = "));
-    message.Append(static_cast<int32_t>(error));
+    message.Append(static_cast<int32_t>(error), 10);
     Platform::LogError(kStartSource, message);
     return;
   }

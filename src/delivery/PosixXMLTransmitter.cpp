@@ -208,7 +208,7 @@ bool PosixXMLTransmitter::Post(const StringBuf& platformText, const StringBuf& c
     }
     if (status / 100 == 2) return true;
     StringBuf message(QZ_TEXT("QZ server returned "));
-    message.Append(static_cast<int32_t>(status));
+    message.Append(static_cast<int32_t>(status), 10);
     Platform::LogWarn(kPostSource, message);
     return false;
   } catch (const std::bad_alloc&) {

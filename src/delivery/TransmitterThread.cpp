@@ -21,7 +21,7 @@ const QZChar kStoreSource[] = QZ_TEXT("TransmitterThread::StoreOffline");
 
 void LogCount(const QZChar* source, const QZChar* prefix, uint64_t count, const QZChar* suffix) {
   StringBuf text(prefix);
-  text.Append(count);
+  text.Append(count, 10);
   text.Append(suffix);
   Platform::LogInfo(source, text);
 }
@@ -61,7 +61,9 @@ TransmitterThread::TransmitterThread(const Configuration* configuration,
   // Everything Run touches exists before the thread does.
   thread = Platform::NewThread(this);
   if (thread != nullptr && configuration != nullptr) {
-    thread->SetStopTimeout(configuration->GetEndpointTimeout() + 2000);
+    // Summed in 64 bits: the timeout may be as large as the 32-bit maximum.
+    const int64_t wait = static_cast<int64_t>(configuration->GetEndpointTimeout()) + 2000;
+    thread->SetStopTimeout(static_cast<int32_t>(std::min<int64_t>(wait, INT32_MAX)));
   }
 }
 

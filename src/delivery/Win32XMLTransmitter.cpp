@@ -157,7 +157,7 @@ bool Win32XMLTransmitter::Post(const StringBuf& platformText, const StringBuf& c
             result = true;
           } else {
             StringBuf message(QZ_TEXT("QZ server returned "));
-            message.Append(static_cast<uint32_t>(status));
+            message.Append(static_cast<uint32_t>(status), 10);
             Platform::LogWarn(kPostSource, message);
           }
         }

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cstdint>
+
 #include "api/Guid.h"
 #include "qz/Configuration.h"
 #include "support/LogCapture.h"
@@ -91,6 +94,8 @@ TEST(Configuration, AssignmentCopiesAndNullResets) {
   EXPECT_EQ(10000, copy.GetEndpointTimeout());
   copy.SetEndpointTimeout(0);  // below one means the default
   EXPECT_EQ(10000, copy.GetEndpointTimeout());
+  copy.SetEndpointTimeout(LONG_MAX);  // a 64-bit long is capped, not cut to its low bits
+  EXPECT_EQ(INT32_MAX, copy.GetEndpointTimeout());
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdint>
 
 #include "platform/TestHooks.h"
@@ -52,6 +53,10 @@ TEST_F(FlowControllerTest, SettersClamp) {
   EXPECT_EQ(1u, f.GetMinimumInterval());
   f.SetQuietGain(250);
   EXPECT_EQ(100u, f.GetQuietGain());
+  f.SetRetryTimeout(LONG_MIN);
+  EXPECT_EQ(0, f.GetRetryTimeout());
+  f.SetRetryTimeout(LONG_MAX);  // a 64-bit long is capped, not cut to its low bits
+  EXPECT_EQ(INT32_MAX, f.GetRetryTimeout());
 }
 
 TEST_F(FlowControllerTest, IntervalFollowsTheArrivalRate) {

@@ -33,7 +33,7 @@ std::string LinkedLibraryPath() {
 
 TEST(PosixLibraryTest, ExportedStringBufWorks) {
   qz::StringBuf text(QZ_TEXT("abc"));
-  text.Append(QZ_TEXT("-")).Append(static_cast<int32_t>(42)).ToUpperCase();
+  text.Append(QZ_TEXT("-")).Append(static_cast<int32_t>(42), 10).ToUpperCase();
   EXPECT_EQ(6u, text.StrLen());
   EXPECT_EQ(std::u16string(u"ABC-42"), std::u16string(text.ToString()));
 }

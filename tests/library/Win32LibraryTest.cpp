@@ -39,7 +39,7 @@ TEST(Win32LibraryTest, LoadRegistersTheEventSourceWithTheDllPath) {
 
 TEST(Win32LibraryTest, ExportedStringBufWorks) {
   qz::StringBuf text(QZ_TEXT("abc"));
-  text.Append(QZ_TEXT("-")).Append(static_cast<int32_t>(42)).ToUpperCase();
+  text.Append(QZ_TEXT("-")).Append(static_cast<int32_t>(42), 10).ToUpperCase();
   EXPECT_EQ(0, wcscmp(L"ABC-42", text.ToString()));
 }
 

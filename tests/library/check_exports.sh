@@ -1,6 +1,7 @@
 #!/bin/sh
-# Fails when the shared library exports anything beyond its interface: members of
-# the classes declared QZ_API in the public headers and the flat C functions.
+# Fails unless the shared library exports exactly its interface: the members of
+# the public classes and the 68 flat C functions, each present and nothing else.
+# The public headers must declare the same classes and functions.
 # On Windows it also fails when the DLL imports anything but system DLLs.
 # Usage: check_exports.sh LIBRARY INCLUDE_DIR Posix|Win32 NM_OR_OBJDUMP
 set -u
@@ -8,26 +9,58 @@ set -u
 lib=$1 include=$2 os=$3 tool=$4
 fail=0
 
+expected_classes="API BinaryInfo Configuration ExceptionInfo ExtendedKey ExtendedKeys FlowController StringBuf"
+expected_flat="
+  CreateConfiguration DeleteConfiguration CreateBinaryInfo DeleteBinaryInfo
+  CreateExtendedKeys DeleteExtendedKeys CreateFlowController DeleteFlowController
+  CreateExceptionInfo DeleteExceptionInfo SetCompanyID SetCompanyName SetApplicationID
+  SetApplicationName SetApplicationType SetApplicationVersion SetApplicationInstanceID
+  SetEndpointLocation SetEndpointUseSSL SetEndpointTimeout SetInitialOptIn SetOffline
+  SetInitialSendDisabled SetSupportOfflineStorage SetOmitPersonalInfo SetFullData
+  SetDefaultIDs SetBinaryInfoID SetBinaryInfoName SetBinaryInfoVersion
+  SetBinaryInfoClassName SetBinaryInfoMethodName SetBinaryInfoModifiedDate
+  AddExtendedKeysString AddExtendedKeysInt AddExtendedKeysLong AddExtendedKeysFloat
+  AddExtendedKeysDouble SetFlowControllerQueueSize SetFlowControllerHighWater
+  SetFlowControllerMaximumInterval SetFlowControllerMinimumInterval
+  SetFlowControllerGain SetFlowControllerQuietGain
+  SetFlowControllerMaximumSequentialFailureCount SetFlowControllerRetryTimeout
+  SetExceptionInfoEventType SetExceptionInfoType SetExceptionInfoMessage
+  SetExceptionInfoUserContact SetExceptionInfoUserComment ApplicationStart
+  ApplicationStop SessionStart SessionStop FeatureStart FeatureStop FeatureTick
+  PerformanceProbe SystemProfile ReportException SetOptIn SetSendDisabled SendMessages
+  IsApplicationStarted GetDefaultSession GetMessageGroup SetLogLevel
+"
+expected_classes=$(echo $expected_classes | tr ' ' '\n' | sort)
+expected_flat=$(echo $expected_flat | tr ' ' '\n' | sort)
+
 if [ ! -f "$lib" ]; then
   echo "no library at $lib"
   exit 1
 fi
 
-classes=$(sed -n 's/.*class QZ_API \([A-Za-z_][A-Za-z0-9_]*\).*/\1/p' "$include"/*.h | sort -u)
-if [ -z "$classes" ]; then
-  echo "no exported classes declared in $include"
-  exit 1
-fi
-class_alt=$(echo "$classes" | paste -sd '|' -)
+# Prints the lines of $1 missing from $2, each after the label $3.
+missing() {
+  echo "$1" | while read -r name; do
+    [ -n "$name" ] && ! echo "$2" | grep -qxF "$name" && echo "$3 $name"
+  done
+}
 
-# Names called like functions in the flat header (comments and directives removed);
-# a keyword caught this way can do no harm, no symbol carries its name.
-flat=""
-if [ -f "$include/qz_flat.h" ]; then
-  flat=$(sed -e 's://.*$::' -e '/^[[:space:]]*#/d' "$include/qz_flat.h" |
-    tr '\n' ' ' | sed -e 's:/\*[^*]*\*\+\([^/*][^*]*\*\+\)*/: :g' |
-    grep -oE '[A-Za-z_][A-Za-z0-9_]*[[:space:]]*\(' | tr -d '( \t' | sort -u)
+classes=$(sed -n 's/.*class QZ_API \([A-Za-z_][A-Za-z0-9_]*\).*/\1/p' "$include"/*.h | sort -u)
+# Names called like functions in the flat header (comments and directives removed).
+flat=$(sed -e 's://.*$::' -e '/^[[:space:]]*#/d' "$include/qz_flat.h" 2>/dev/null |
+  tr '\n' ' ' | sed -e 's:/\*[^*]*\*\+\([^/*][^*]*\*\+\)*/: :g' |
+  grep -oE '[A-Za-z_][A-Za-z0-9_]*[[:space:]]*\(' | tr -d '( \t' | sort -u)
+header_faults=$(
+  missing "$expected_classes" "$classes" "public headers lack the class"
+  missing "$classes" "$expected_classes" "public headers declare an unexpected class"
+  missing "$expected_flat" "$flat" "qz_flat.h lacks"
+  missing "$flat" "$expected_flat" "qz_flat.h declares an unexpected function"
+)
+if [ -n "$header_faults" ]; then
+  echo "$header_faults"
+  fail=1
 fi
+class_alt=$(echo "$expected_classes" | paste -sd '|' -)
 
 if [ "$os" = "Win32" ]; then
   dump=$("$tool" -p "$lib") || { echo "$tool -p failed"; exit 1; }
@@ -54,24 +87,37 @@ if [ "$count" -eq 0 ]; then
   exit 1
 fi
 
+plain="" exported_classes=""
 for symbol in $symbols; do
   case $symbol in
     _Z*)
       name=$(echo "$symbol" | c++filt)
       # Members, and the vtables, type information and thunks of the public classes.
-      if ! echo "$name" | grep -qE "^([a-z -]+ (for|to) )?qz::($class_alt)(::|<| |\$)"; then
+      class=$(echo "$name" | sed -nE "s/^([a-z -]+ (for|to) )?qz::($class_alt)(::|<| |\$).*/\3/p")
+      if [ -z "$class" ]; then
         echo "exported but not interface: $name ($symbol)"
         fail=1
       fi
+      exported_classes="$exported_classes
+$class"
       ;;
     *)
-      if ! echo "$flat" | grep -qxF "$symbol"; then
-        echo "exported but not a flat function: $symbol"
-        fail=1
-      fi
+      plain="$plain
+$symbol"
       ;;
   esac
 done
 
-echo "$count exports checked; classes: $(echo "$classes" | paste -sd ' ' -)"
+library_faults=$(
+  missing "$expected_classes" "$exported_classes" "nothing exported of the class"
+  missing "$expected_flat" "$plain" "flat function not exported:"
+  missing "$plain" "$expected_flat" "exported but not a flat function:"
+)
+if [ -n "$library_faults" ]; then
+  echo "$library_faults"
+  fail=1
+fi
+
+echo "$count exports checked; classes: $(echo "$expected_classes" | paste -sd ' ' -);" \
+  "flat functions: $(echo "$expected_flat" | grep -c .)"
 exit $fail

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "qz/StringBuf.h"
@@ -25,6 +26,18 @@ std::string Num(Args... args) {
   StringBuf s;
   return U8(s.Append(args...).ToString());
 }
+
+// A character or an integer alone must not compile: with a default radix,
+// Append('a') would write "97".
+template <typename T, typename = void>
+struct AppendsAlone : std::false_type {};
+template <typename T>
+struct AppendsAlone<T, std::void_t<decltype(std::declval<StringBuf&>().Append(std::declval<T>()))>>
+    : std::true_type {};
+static_assert(!AppendsAlone<char>::value && !AppendsAlone<int32_t>::value &&
+                  !AppendsAlone<uint64_t>::value,
+              "integer appends take an explicit radix");
+static_assert(AppendsAlone<QZChar>::value && AppendsAlone<double>::value, "");
 
 TEST(StringBuf, CapacityAndGrowth) {
   const uint64_t requested[] = {32, 0, 100, 100000}, capacity[] = {33, 33, 101, 16385},
