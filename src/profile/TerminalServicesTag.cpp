@@ -13,16 +13,17 @@ TerminalServicesTag::TerminalServicesTag(const TerminalServicesInfo& info) { thi
 TerminalServicesTag::~TerminalServicesTag() = default;
 
 StringBuf& TerminalServicesTag::Write(StringBuf& out) {
-  if (!info.connectionsAllowed && info.licensingName.StrLen() == 0 && info.mode == TerminalServicesInfo::MODE_UNKNOWN) {
-    return out;
-  }
+  const bool modeRead = info.mode != TerminalServicesInfo::MODE_UNKNOWN;
+  if (!info.connectionsAllowed && info.licensingName.StrLen() == 0 && !modeRead) return out;
   return WriteElement(out, QZ_TEXT("terminal-services"));
 }
 
 void TerminalServicesTag::WriteAttributes(StringBuf& out) {
   if (info.connectionsAllowed) WriteAttribute(out, QZ_TEXT("connections-allowed"), true);
   WriteOptionalAttribute(out, QZ_TEXT("licensing-name"), info.licensingName);
-  if (info.mode != TerminalServicesInfo::MODE_UNKNOWN) WriteAttribute(out, QZ_TEXT("mode"), info.mode);
+  if (info.mode != TerminalServicesInfo::MODE_UNKNOWN) {
+    WriteAttribute(out, QZ_TEXT("mode"), info.mode);
+  }
 }
 
 }  // namespace qz

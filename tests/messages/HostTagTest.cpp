@@ -23,7 +23,8 @@ TEST(HostTagTest, HostHoldsItsOsLineAndWritesOptionalAttributesOnlyWhenSet) {
   host.srcLang = QZ_TEXT("GCC");
   host.srcLangVer = QZ_TEXT("120200");
   HostTag plain(host, os);
-  const std::string osLine = "<os name=\"Debian GNU/Linux 12 (bookworm)\" sp-major=\"0\" sp-minor=\"0\"/>\n";
+  const std::string osLine =
+      "<os name=\"Debian GNU/Linux 12 (bookworm)\" sp-major=\"0\" sp-minor=\"0\"/>\n";
   EXPECT_EQ("<host ip=\"10.0.0.7\" locale=\"en_US\" src-lang=\"GCC\" src-lang-ver=\"120200\">\n" +
                 osLine + "</host>\n",
             Written(plain));
