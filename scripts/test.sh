@@ -24,7 +24,7 @@ WINE_LOADER=/usr/lib/wine/wine64
 ALL_STAGES=(asan tsan win)
 
 PACKAGES=(
-  cmake make g++ pkg-config binutils googletest libbenchmark-dev libcurl4-openssl-dev
+  cmake make g++ pkg-config binutils googletest libbenchmark-dev libcurl4-openssl-dev libssl-dev
   g++-mingw-w64-x86-64 g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
   wine wine64 python3 openssl ca-certificates
 )
