@@ -301,7 +301,8 @@ void PosixPlatform::DoGetTimeZoneInfo(TimeZoneInfo& info, bool) {
   long offset = 0;
   if (!LocalOffset(now, offset, info.daylight)) return;
   // The standard offset is the one of a moment outside daylight-saving time:
-  // now, or mid-winter or mid-summer of this year.
+  // now, or else the first of January or of July this year (one of them is
+  // outside it in either hemisphere).
   tm year;
   if (info.daylight && gmtime_r(&now, &year) != nullptr) {
     for (int month : {0, 6}) {
