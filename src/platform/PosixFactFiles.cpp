@@ -266,6 +266,13 @@ std::vector<MountEntry> ParseMounts(const std::string& text,
     MountEntry entry{Unescaped(fields[0]), Unescaped(fields[1]), fields[2]};
     if (entry.device.compare(0, 5, "/dev/") != 0 && entry.mountPoint != "/") continue;
     if (!isDirectory(entry.mountPoint)) continue;
+    // A later mount at the same place hides the earlier one (an early
+    // "rootfs /" under the real root, for one).
+    volumes.erase(std::remove_if(volumes.begin(), volumes.end(),
+                                 [&](const MountEntry& known) {
+                                   return known.mountPoint == entry.mountPoint;
+                                 }),
+                  volumes.end());
     auto same = std::find_if(volumes.begin(), volumes.end(), [&](const MountEntry& known) {
       return known.device == entry.device;
     });

@@ -62,7 +62,7 @@ struct MountEntry {
 };
 // The volumes of a mount table (/proc/self/mounts): block devices and the
 // root, each device once, at its shortest mount point that isDirectory
-// accepts (which leaves out files bound over files).
+// accepts (which leaves out files bound over files), each place once.
 std::vector<MountEntry> ParseMounts(const std::string& text,
                                     const std::function<bool(const std::string&)>& isDirectory);
 

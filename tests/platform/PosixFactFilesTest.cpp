@@ -161,6 +161,7 @@ TEST(PosixFactFilesTest, LocaleFromTheUsersSettings) {
 
 TEST(PosixFactFilesTest, MountTableGivesEachVolumeOnce) {
   const char mounts[] =
+      "rootfs / rootfs rw 0 0\n"
       "proc /proc proc rw,relatime 0 0\n"
       "overlay / overlay rw,relatime,lowerdir=/a 0 0\n"
       "/dev/vda1 /etc/hosts ext4 rw 0 0\n"
