@@ -210,17 +210,5 @@ TEST(PosixFactFilesTest, AdaptersHideAddressesWhenPersonalInfoIsOmitted) {
   }
 }
 
-TEST(PosixFactFilesTest, SoundCardsGiveTheFirstCard) {
-  DeviceInfo card;
-  EXPECT_TRUE(ParseSoundCards(" 0 [PCH            ]: HDA-Intel - HDA Intel PCH\n"
-                              "                      HDA Intel PCH at 0xf7f10000 irq 32\n"
-                              " 1 [NVidia         ]: HDA-Intel - HDA NVidia\n",
-                              card));
-  EXPECT_EQ("HDA-Intel", Text(card.first));
-  EXPECT_EQ("HDA Intel PCH", Text(card.second));
-  EXPECT_FALSE(ParseSoundCards("--- no soundcards ---\n", card));
-  EXPECT_EQ("", Text(card.first));
-}
-
 }  // namespace
 }  // namespace qz
