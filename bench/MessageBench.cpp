@@ -5,6 +5,7 @@
 
 #include "messages/Feature.h"
 #include "messages/MessagesTag.h"
+#include "messages/PerformanceProbe.h"
 #include "platform/LibraryLoad.h"
 #include "qz/BinaryInfo.h"
 #include "qz/Configuration.h"
@@ -40,6 +41,20 @@ void BM_BuildFeature(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_BuildFeature);
+
+// A probe measures memory and processor use on the host's thread.
+void BM_BuildPerformanceProbe(benchmark::State& state) {
+  qz::CreatePlatform();
+  qz::BinaryInfo info;
+  qz::ExtendedKeys keys;
+  Fill(info, keys);
+  for (auto _ : state) {
+    qz::PerformanceProbe message(QZ_TEXT("Startup"), kSession, &info, &keys);
+    benchmark::DoNotOptimize(&message);
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_BuildPerformanceProbe);
 
 // The work the transmitter pays for one full batch.
 void BM_WriteBatchOf30(benchmark::State& state) {

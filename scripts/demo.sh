@@ -14,7 +14,7 @@ BUILD_ROOT=${QZ_BUILD_ROOT:-$ROOT/build}
 BUILD=$BUILD_ROOT/demo
 JOBS=${QZ_JOBS:-$(nproc 2>/dev/null || echo 2)}
 
-qz_require_packages cmake make g++ pkg-config libcurl4-openssl-dev ca-certificates python3 openssl
+qz_require_packages cmake make g++ pkg-config libcurl4-openssl-dev libssl-dev ca-certificates python3 openssl
 
 cmake -S "$ROOT" -B "$BUILD" -DCMAKE_BUILD_TYPE=Release -DQZ_BUILD_TESTS=OFF >/dev/null
 cmake --build "$BUILD" -j "$JOBS" --target qz_about qz_host_example

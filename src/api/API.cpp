@@ -8,7 +8,9 @@
 #include "messages/ApplicationStop.h"
 #include "messages/Feature.h"
 #include "messages/FeatureCorrelator.h"
+#include "messages/Fault.h"
 #include "messages/HostTag.h"
+#include "messages/PerformanceProbe.h"
 #include "messages/SessionStart.h"
 #include "messages/SessionStop.h"
 #include "messages/UserTag.h"
@@ -149,6 +151,16 @@ bool ResolveSession(RunState& run, const QZChar* source, const QZChar* session, 
 void QueueUnderLock(RunState& run, Message* message) {
   MutexLock guard(GlobalLock());
   QueueMessage(run, message);
+}
+
+// The rest of an event operation once its own checks passed: builds the
+// message outside the lock when the session resolves, then queues it.
+template <typename Build>
+void BuildAndQueue(RunState& run, const QZChar* source, const QZChar* session, Build build) {
+  StringBuf resolved;
+  Message* message = nullptr;
+  if (ResolveSession(run, source, session, resolved)) message = build(resolved.ToString());
+  QueueUnderLock(run, message);
 }
 
 template <typename MessageType>
@@ -354,12 +366,9 @@ void API::FeatureTick(const QZChar* name, const QZChar* session, const BinaryInf
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
   if (!HasFeatureName(source, name)) return;
-  StringBuf resolved;
-  Message* message = nullptr;
-  if (ResolveSession(run, source, session, resolved)) {
-    message = Feature::CreateTick(resolved, name, binaryInfo, keys);
-  }
-  QueueUnderLock(run, message);
+  BuildAndQueue(run, source, session, [&](const QZChar* resolved) {
+    return Feature::CreateTick(resolved, name, binaryInfo, keys);
+  });
 }
 
 void API::FeatureTick(const QZChar* name, const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
@@ -370,16 +379,15 @@ void API::FeatureTick(const QZChar* name, const ExtendedKeys* keys) {
   FeatureTick(name, nullptr, nullptr, keys);
 }
 
-// The probe, profile and fault messages arrive with their own subsystems; until
-// then these operations check their arguments and queue nothing.
-void API::PerformanceProbe(const QZChar* /*name*/, const QZChar* session,
-                           const BinaryInfo* /*binaryInfo*/, const ExtendedKeys* /*keys*/) {
+void API::PerformanceProbe(const QZChar* name, const QZChar* session, const BinaryInfo* binaryInfo,
+                           const ExtendedKeys* keys) {
   const QZChar source[] = QZ_TEXT("API::PerformanceProbe");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
-  StringBuf resolved;
-  ResolveSession(run, source, session, resolved);
-  QueueUnderLock(run, nullptr);
+  // Measured before the lock, so a slow reading holds up only this caller.
+  BuildAndQueue(run, source, session, [&](const QZChar* resolved) {
+    return new qz::PerformanceProbe(name, resolved, binaryInfo, keys);
+  });
 }
 
 void API::PerformanceProbe(const QZChar* name, const BinaryInfo* binaryInfo,
@@ -391,14 +399,14 @@ void API::PerformanceProbe(const QZChar* name, const ExtendedKeys* keys) {
   PerformanceProbe(name, nullptr, nullptr, keys);
 }
 
+// The profile message arrives with its own subsystem; until then this
+// operation checks its arguments and queues nothing.
 void API::SystemProfile(const QZChar* session, const BinaryInfo* /*binaryInfo*/,
                         const ExtendedKeys* /*keys*/) {
   const QZChar source[] = QZ_TEXT("API::SystemProfile");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
-  StringBuf resolved;
-  ResolveSession(run, source, session, resolved);
-  QueueUnderLock(run, nullptr);
+  BuildAndQueue(run, source, session, [](const QZChar*) -> Message* { return nullptr; });
 }
 
 void API::SystemProfile(const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
@@ -408,14 +416,14 @@ void API::SystemProfile(const BinaryInfo* binaryInfo, const ExtendedKeys* keys) 
 void API::SystemProfile(const ExtendedKeys* keys) { SystemProfile(nullptr, nullptr, keys); }
 
 void API::ReportException(const ExceptionInfo* info, const QZChar* session,
-                          const BinaryInfo* /*binaryInfo*/, const ExtendedKeys* /*keys*/) {
+                          const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
   const QZChar source[] = QZ_TEXT("API::ReportException");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
   if (info == nullptr) return;
-  StringBuf resolved;
-  ResolveSession(run, source, session, resolved);
-  QueueUnderLock(run, nullptr);
+  BuildAndQueue(run, source, session, [&](const QZChar* resolved) {
+    return new Fault(info, resolved, binaryInfo, keys);
+  });
 }
 
 void API::ReportException(const ExceptionInfo& info, const QZChar* session,

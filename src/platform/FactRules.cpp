@@ -188,12 +188,24 @@ uint32_t AverageLoad(const uint32_t* loads, size_t count) {
 void FormatHardwareAddress(const uint8_t* bytes, size_t length, StringBuf& out) {
   out.Clear();
   if (bytes == nullptr || length != 6) return;
-  static const char kHex[] = "0123456789ABCDEF";
   for (size_t i = 0; i < length; ++i) {
     if (i > 0) out.Append(QZChar(':'));
+    AppendUpperHex(bytes + i, 1, out);
+  }
+}
+
+void AppendUpperHex(const uint8_t* bytes, size_t length, StringBuf& out) {
+  static const char kHex[] = "0123456789ABCDEF";
+  for (size_t i = 0; i < length; ++i) {
     out.Append(QZChar(kHex[bytes[i] >> 4]));
     out.Append(QZChar(kHex[bytes[i] & 0xF]));
   }
+}
+
+void UserIdentityText(const QZChar* domain, const QZChar* user, StringBuf& out) {
+  out = domain;
+  out.ToLowercase();
+  out.Append(QZChar('\\')).Append(user);
 }
 
 }  // namespace qz

@@ -58,6 +58,14 @@ uint32_t AverageLoad(const uint32_t* loads, size_t count);
 // Six bytes as "00:1A:2B:3C:4D:5E"; any other length gives an empty text.
 void FormatHardwareAddress(const uint8_t* bytes, size_t length, StringBuf& out);
 
+// Appends each byte as two upper-case hexadecimal digits, high nibble first.
+void AppendUpperHex(const uint8_t* bytes, size_t length, StringBuf& out);
+
+// The text whose digest identifies a user: the domain in lower case, a
+// backslash, and the user name as the system gives it (corp\jdoe). Either
+// part may be empty.
+void UserIdentityText(const QZChar* domain, const QZChar* user, StringBuf& out);
+
 }  // namespace qz
 
 #endif  // QZ_PLATFORM_FACTRULES_H

@@ -107,6 +107,8 @@ struct CpuInfo {
 };
 
 struct TerminalServicesInfo {
+  // What the platform sets before reading; kept when nothing could be read.
+  static constexpr uint32_t MODE_UNKNOWN = 0xFFFFFFFFu;
   uint32_t mode = 0;
   StringBuf licensingName;
   bool connectionsAllowed = false;

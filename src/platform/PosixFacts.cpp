@@ -1,7 +1,262 @@
-// Facts about the user and the machine; not collected yet on this platform.
+// Facts about the user and the machine on Linux, from the system's own sources:
+//
+// | Fact                         | Source                                                     |
+// |------------------------------|------------------------------------------------------------|
+// | host name                    | gethostname, as its digest                                 |
+// | host address                 | getaddrinfo of the host name, first IPv4 address           |
+// | locale                       | LC_ALL, else LC_MESSAGES, else LANG ("en_US")              |
+// | compiler (src-lang)          | the compiler that built the library                        |
+// | user identity                | domain (below) \ getpwuid_r name of the effective user     |
+// | identity, personal info off  | /etc/machine-id (or D-Bus's copy), as its digest           |
+// | domain                       | NIS domain (uname), else the host name's DNS suffix        |
+// | OS name                      | /etc/os-release (or /usr/lib/os-release), else uname       |
+// | memory use                   | /proc/meminfo, /proc/self/status                           |
+// | processor load               | /proc/stat, since the previous reading (PosixCpuLoad)      |
+// | total memory                 | /proc/meminfo MemTotal                                     |
+// | processors                   | /proc/cpuinfo, highest speed from /sys cpufreq             |
+// | disks                        | /proc/self/mounts, statvfs, /dev/disk/by-uuid              |
+// | network adapters             | getifaddrs, speed from /sys/class/net                      |
+// | page files                   | /proc/swaps                                                |
+// | time zone                    | localtime_r: offset outside daylight-saving time           |
+// | system model                 | /sys/class/dmi/id                                          |
+// | screen and video             | the console frame buffer, /sys/class/graphics/fb0          |
+// | sound device                 | /proc/asound/cards                                         |
+// | modem, terminal services,    | nothing on Linux: empty values                             |
+// | domain role, power state,    |                                                            |
+// | memory modules               |                                                            |
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <ifaddrs.h>
+#include <linux/if_packet.h>
+#include <net/if.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <openssl/evp.h>
+#include <pwd.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/utsname.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "platform/FactRules.h"
+#include "platform/PosixFactFiles.h"
 #include "platform/PosixPlatform.h"
+#include "types/Utf8.h"
 
 namespace qz {
+namespace {
+
+void HashUtf8(const std::string& text, StringBuf& out) {
+  StringBuf wide;
+  AppendFromUtf8(wide, text);
+  HashText(wide, out);
+}
+
+std::string HostName() {
+  char name[HOST_NAME_MAX + 1] = {};
+  if (gethostname(name, sizeof name - 1) != 0) return std::string();
+  return name;
+}
+
+// The first file of the list that can be read.
+bool ReadFirstFile(std::initializer_list<const char*> paths, std::string& text) {
+  for (const char* path : paths) {
+    if (ReadSmallFile(path, text)) return true;
+  }
+  return false;
+}
+
+std::string TrimmedFile(const char* path) {
+  std::string text;
+  ReadSmallFile(path, text, 4096);
+  const size_t end = text.find_last_not_of(" \t\r\n");
+  return end == std::string::npos ? std::string() : text.substr(0, end + 1);
+}
+
+// NIS domain when there is one (then the machine is a member), else the DNS
+// suffix of the host name; lower case.
+void ReadDomain(DomainInfo& info) {
+  info.partOfDomain = false;
+  info.domain.Clear();
+  info.role.Clear();
+  utsname names;
+  std::string domain;
+  if (uname(&names) == 0 && names.domainname[0] != 0 &&
+      std::strcmp(names.domainname, "(none)") != 0) {
+    domain = names.domainname;
+    info.partOfDomain = true;
+  } else {
+    const std::string host = HostName();
+    const size_t dot = host.find('.');
+    if (dot != std::string::npos) domain = host.substr(dot + 1);
+  }
+  AppendFromUtf8(info.domain, domain);
+  info.domain.ToLowercase();
+}
+
+std::string UserName() {
+  long size = sysconf(_SC_GETPW_R_SIZE_MAX);
+  std::vector<char> buffer(size > 0 ? static_cast<size_t>(size) : 16384);
+  passwd entry;
+  passwd* found = nullptr;
+  if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 ||
+      found == nullptr) {
+    return std::string();
+  }
+  return entry.pw_name;
+}
+
+// The same for every user of the machine, and no name in clear text.
+void MachineIdentifier(StringBuf& out) {
+  for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
+    const std::string id = TrimmedFile(path);
+    if (!id.empty()) {
+      HashUtf8(id, out);
+      return;
+    }
+  }
+  out = QZ_TEXT("N/A");
+}
+
+// The first IPv4 address the host name resolves to.
+void ResolveHostAddress(const std::string& host, StringBuf& out) {
+  out.Clear();
+  if (host.empty()) return;
+  addrinfo hints = {};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_protocol = IPPROTO_TCP;
+  addrinfo* results = nullptr;
+  if (getaddrinfo(host.c_str(), nullptr, &hints, &results) != 0) return;
+  for (addrinfo* r = results; r != nullptr; r = r->ai_next) {
+    char text[INET_ADDRSTRLEN] = {};
+    if (r->ai_family != AF_INET ||
+        inet_ntop(AF_INET, &reinterpret_cast<sockaddr_in*>(r->ai_addr)->sin_addr, text,
+                  sizeof text) == nullptr) {
+      continue;
+    }
+    out.Append(text);
+    break;
+  }
+  freeaddrinfo(results);
+}
+
+uint32_t NumberFile(const std::string& path) {
+  const std::string text = TrimmedFile(path.c_str());
+  // Unknown speeds read as -1 or fail to read.
+  if (text.empty() || text[0] == '-') return 0;
+  return static_cast<uint32_t>(std::strtoul(text.c_str(), nullptr, 10));
+}
+
+std::vector<InterfaceFacts> ReadInterfaces(bool fullData) {
+  std::vector<InterfaceFacts> interfaces;
+  ifaddrs* list = nullptr;
+  if (getifaddrs(&list) != 0) return interfaces;
+  for (ifaddrs* i = list; i != nullptr; i = i->ifa_next) {
+    if (i->ifa_name == nullptr || (i->ifa_flags & IFF_LOOPBACK) != 0) continue;
+    auto known = std::find_if(interfaces.begin(), interfaces.end(),
+                              [&](const InterfaceFacts& f) { return f.name == i->ifa_name; });
+    if (known == interfaces.end()) {
+      interfaces.push_back(InterfaceFacts());
+      known = interfaces.end() - 1;
+      known->name = i->ifa_name;
+      if (fullData) known->speedMbps = NumberFile("/sys/class/net/" + known->name + "/speed");
+    }
+    if (i->ifa_addr == nullptr) continue;
+    if (i->ifa_addr->sa_family == AF_PACKET) {
+      const auto* link = reinterpret_cast<const sockaddr_ll*>(i->ifa_addr);
+      known->hardware.assign(link->sll_addr, link->sll_addr + std::min<size_t>(link->sll_halen, 8));
+    } else if (i->ifa_addr->sa_family == AF_INET && known->ipv4.empty()) {
+      char text[INET_ADDRSTRLEN] = {};
+      if (inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(i->ifa_addr)->sin_addr, text,
+                    sizeof text) != nullptr) {
+        known->ipv4 = text;
+      }
+    }
+  }
+  freeifaddrs(list);
+  return interfaces;
+}
+
+// The UUID whose /dev/disk/by-uuid link leads to device, or empty.
+std::string VolumeUuid(const std::string& device) {
+  char target[PATH_MAX];
+  if (realpath(device.c_str(), target) == nullptr) return std::string();
+  const std::string folder = "/dev/disk/by-uuid/";
+  std::string uuid;
+  if (DIR* dir = opendir(folder.c_str())) {
+    while (dirent* entry = readdir(dir)) {
+      char linked[PATH_MAX];
+      if (entry->d_name[0] == '.') continue;
+      if (realpath((folder + entry->d_name).c_str(), linked) != nullptr &&
+          std::strcmp(linked, target) == 0) {
+        uuid = entry->d_name;
+        break;
+      }
+    }
+    closedir(dir);
+  }
+  return uuid;
+}
+
+bool IsDirectory(const std::string& path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+// The UTC offset of local time at the given moment, and whether it is daylight-saving time.
+bool LocalOffset(time_t when, long& offsetSeconds, bool& daylight) {
+  tm local;
+  if (localtime_r(&when, &local) == nullptr) return false;
+  offsetSeconds = local.tm_gmtoff;
+  daylight = local.tm_isdst > 0;
+  return true;
+}
+
+// The compiler that built the library, in the form of a version number.
+void CompilerFacts(HostInfo& info) {
+#if defined(__clang__)
+  info.srcLang = QZ_TEXT("Clang");
+  info.srcLangVer.Clear();
+  info.srcLangVer.Append(static_cast<uint32_t>(__clang_major__ * 10000 + __clang_minor__ * 100 +
+                                               __clang_patchlevel__),
+                         10);
+#else
+  info.srcLang = QZ_TEXT("GCC");
+  info.srcLangVer.Clear();
+  info.srcLangVer.Append(
+      static_cast<uint32_t>(__GNUC__ * 10000 + __GNUC_MINOR__ * 100 + __GNUC_PATCHLEVEL__),
+      10);
+#endif
+}
+
+}  // namespace
+
+void HashText(const QZChar* text, StringBuf& out) {
+  out.Clear();
+  std::string bytes;
+  for (const QZChar* p = text; p != nullptr && *p != 0; ++p) {
+    bytes.push_back(static_cast<char>(*p & 0xFF));
+    bytes.push_back(static_cast<char>((*p >> 8) & 0xFF));
+  }
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int size = 0;
+  // Fails where MD5 is not allowed (a FIPS-only provider): no digest then.
+  if (EVP_Digest(bytes.data(), bytes.size(), digest, &size, EVP_md5(), nullptr) != 1 ||
+      size != 16) {
+    return;
+  }
+  AppendUpperHex(digest, size, out);
+}
 
 void PosixPlatform::DoGetOsInfo(OsInfo& info, bool) {
   info.caption.Clear();
@@ -9,72 +264,173 @@ void PosixPlatform::DoGetOsInfo(OsInfo& info, bool) {
   info.productCode.Clear();
   info.language.Clear();
   info.spMajor = info.spMinor = 0;
+  std::string text;
+  if (ReadFirstFile({"/etc/os-release", "/usr/lib/os-release"}, text) &&
+      OsReleaseCaption(text, info.caption)) {
+    return;
+  }
+  utsname names;
+  if (uname(&names) == 0) {
+    AppendFromUtf8(info.caption, std::string(names.sysname) + " " + names.release);
+  }
 }
 
 void PosixPlatform::DoGetVideoInfo(VideoInfo& info, bool) {
   info = VideoInfo();
+  AppendFromUtf8(info.name, TrimmedFile("/sys/class/graphics/fb0/name"));
+  const uint32_t bits = NumberFile("/sys/class/graphics/fb0/bits_per_pixel");
+  if (bits > 0 && bits < 64) info.colors = uint64_t(1) << bits;
 }
 
-void PosixPlatform::DoGetUserInfo(UserInfo& info, bool, bool) {
-  info.name.Clear();
+void PosixPlatform::DoGetUserInfo(UserInfo& info, bool, bool omitPersonalInfo) {
   info.admin = false;
+  if (omitPersonalInfo) {
+    MachineIdentifier(info.name);
+    return;
+  }
+  DomainInfo domain;
+  ReadDomain(domain);
+  StringBuf user;
+  AppendFromUtf8(user, UserName());
+  StringBuf identity;
+  UserIdentityText(domain.domain, user, identity);
+  HashText(identity, info.name);
 }
 
 void PosixPlatform::DoGetTimeZoneInfo(TimeZoneInfo& info, bool) {
   info = TimeZoneInfo();
+  const time_t now = time(nullptr);
+  long offset = 0;
+  if (!LocalOffset(now, offset, info.daylight)) return;
+  // The standard offset is the one of a moment outside daylight-saving time:
+  // now, or else the first of January or of July this year (one of them is
+  // outside it in either hemisphere).
+  tm year;
+  if (info.daylight && gmtime_r(&now, &year) != nullptr) {
+    for (int month : {0, 6}) {
+      tm probe = year;
+      probe.tm_mon = month;
+      probe.tm_mday = 1;
+      probe.tm_isdst = -1;
+      long probeOffset = 0;
+      bool probeDaylight = true;
+      const time_t when = mktime(&probe);
+      if (when != time_t(-1) && LocalOffset(when, probeOffset, probeDaylight) && !probeDaylight) {
+        offset = probeOffset;
+        break;
+      }
+    }
+  }
+  info.offsetMinutes = static_cast<int32_t>(offset / 60);
 }
 
-void PosixPlatform::DoGetPowerState(StringBuf& out, bool) {
-  out.Clear();
-}
+void PosixPlatform::DoGetPowerState(StringBuf& out, bool) { out.Clear(); }
 
-void PosixPlatform::DoGetSystemModel(SystemModelInfo& info, bool) {
+void PosixPlatform::DoGetSystemModel(SystemModelInfo& info, bool fullData) {
   info.manufacturer.Clear();
   info.model.Clear();
+  if (!fullData) return;
+  AppendFromUtf8(info.manufacturer, TrimmedFile("/sys/class/dmi/id/sys_vendor"));
+  AppendFromUtf8(info.model, TrimmedFile("/sys/class/dmi/id/product_name"));
 }
 
 void PosixPlatform::DoGetScreenInfo(ScreenInfo& info, bool) {
   info.deviceName.Clear();
   info.width = info.height = info.refresh = 0;
+  // "1920,1080"
+  const std::string size = TrimmedFile("/sys/class/graphics/fb0/virtual_size");
+  const size_t comma = size.find(',');
+  if (comma == std::string::npos) return;
+  info.deviceName = QZ_TEXT("fb0");
+  info.width = static_cast<uint32_t>(std::strtoul(size.c_str(), nullptr, 10));
+  info.height = static_cast<uint32_t>(std::strtoul(size.c_str() + comma + 1, nullptr, 10));
 }
 
-void PosixPlatform::DoGetNetworkAdapters(FactList<NetworkAdapterInfo>& list, bool, bool) {
+void PosixPlatform::DoGetNetworkAdapters(FactList<NetworkAdapterInfo>& list, bool fullData,
+                                         bool omitPersonalInfo) {
   list.clear();
+  AddAdapters(ReadInterfaces(fullData), omitPersonalInfo, list);
 }
 
 void PosixPlatform::DoGetMemoryUse(MemoryUseInfo& info) {
-  info = MemoryUseInfo();
+  std::string meminfo;
+  std::string status;
+  ReadSmallFile("/proc/meminfo", meminfo);
+  ReadSmallFile("/proc/self/status", status);
+  MemoryUseFromProc(meminfo, status, info);
 }
 
-void PosixPlatform::DoGetMemoryInfo(MemoryInfo& info, bool) {
+void PosixPlatform::DoGetMemoryInfo(MemoryInfo& info, bool fullData) {
   info = MemoryInfo();
+  if (!fullData) return;
+  std::string meminfo;
+  uint64_t total = 0;
+  if (ReadSmallFile("/proc/meminfo", meminfo) && FindKilobytes(meminfo, "MemTotal", total)) {
+    info.totalMB = BytesToMiB(total * 1024);
+  }
 }
 
-void PosixPlatform::DoGetHostInfo(HostInfo& info, bool) {
-  info.name.Clear();
-  info.ipAddress.Clear();
-  info.locale.Clear();
+void PosixPlatform::DoGetHostInfo(HostInfo& info, bool omitPersonalInfo) {
+  if (omitPersonalInfo) {
+    info.name = QZ_TEXT("N/A");
+    info.ipAddress = QZ_TEXT("0.0.0.0");
+  } else {
+    const std::string host = HostName();
+    info.name.Clear();
+    if (!host.empty()) HashUtf8(host, info.name);
+    ResolveHostAddress(host, info.ipAddress);
+  }
+  LocaleName(getenv("LC_ALL"), getenv("LC_MESSAGES"), getenv("LANG"), info.locale);
+  info.virtualized = false;
+  CompilerFacts(info);
 }
 
-void PosixPlatform::DoGetDomainInfo(DomainInfo& info, bool, bool) {
-  info.partOfDomain = false;
-  info.domain.Clear();
-  info.role.Clear();
+void PosixPlatform::DoGetDomainInfo(DomainInfo& info, bool, bool) { ReadDomain(info); }
+
+void PosixPlatform::DoGetDisks(FactList<DiskInfo>& list, bool fullData) {
+  std::string mounts;
+  if (!ReadFirstFile({"/proc/self/mounts", "/etc/mtab"}, mounts)) return;
+  for (const MountEntry& volume : ParseMounts(mounts, IsDirectory)) {
+    auto disk = std::make_unique<DiskInfo>();
+    AppendFromUtf8(disk->name, volume.mountPoint);
+    struct statvfs space;
+    if (statvfs(volume.mountPoint.c_str(), &space) == 0) {
+      disk->sizeMB = BytesToMiB(uint64_t(space.f_blocks) * space.f_frsize);
+      disk->freeMB = BytesToMiB(uint64_t(space.f_bfree) * space.f_frsize);
+    }
+    if (fullData) {
+      AppendFromUtf8(disk->fileSystem, volume.fileSystem);
+      AppendFromUtf8(disk->serial, VolumeUuid(volume.device));
+    }
+    list.push_back(std::move(disk));
+  }
 }
 
-void PosixPlatform::DoGetDisks(FactList<DiskInfo>&, bool) {}
-
-void PosixPlatform::DoGetProcessors(FactList<CpuInfo>&, bool) {}
+void PosixPlatform::DoGetProcessors(FactList<CpuInfo>& list, bool fullData) {
+  if (!fullData) return;
+  std::string text;
+  if (!ReadSmallFile("/proc/cpuinfo", text, 16 << 20)) return;
+  const size_t first = list.size();
+  std::vector<uint32_t> firstProcessor;
+  ParseCpuInfo(text, static_cast<uint32_t>(sizeof(void*) * 8), list, firstProcessor);
+  for (size_t i = 0; i < firstProcessor.size(); ++i) {
+    // Kilohertz.
+    list[first + i]->maxSpeed = NumberFile("/sys/devices/system/cpu/cpu" +
+                                           std::to_string(firstProcessor[i]) +
+                                           "/cpufreq/cpuinfo_max_freq") / 1000;
+  }
+}
 
 void PosixPlatform::DoGetTerminalServicesInfo(TerminalServicesInfo& info, bool) {
-  info.mode = 0;
+  info.mode = TerminalServicesInfo::MODE_UNKNOWN;
   info.licensingName.Clear();
   info.connectionsAllowed = false;
 }
 
 void PosixPlatform::DoGetSoundDevice(DeviceInfo& info, bool) {
-  info.first.Clear();
-  info.second.Clear();
+  std::string text;
+  ReadSmallFile("/proc/asound/cards", text);
+  ParseSoundCards(text, info);
 }
 
 void PosixPlatform::DoGetModem(DeviceInfo& info, bool) {
@@ -84,10 +440,10 @@ void PosixPlatform::DoGetModem(DeviceInfo& info, bool) {
 
 void PosixPlatform::DoGetPageFiles(FactList<PageFileInfo>& list, bool) {
   list.clear();
+  std::string text;
+  if (ReadSmallFile("/proc/swaps", text)) ParseSwaps(text, list);
 }
 
-uint32_t PosixPlatform::DoGetCpuLoad() { return 0; }
-
-void HashText(const QZChar*, StringBuf& out) { out.Clear(); }
+uint32_t PosixPlatform::DoGetCpuLoad() { return cpuLoad.Read(); }
 
 }  // namespace qz

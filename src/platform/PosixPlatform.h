@@ -3,6 +3,7 @@
 #define QZ_PLATFORM_POSIXPLATFORM_H
 
 #include "platform/Platform.h"
+#include "platform/PosixCpuLoad.h"
 
 namespace qz {
 
@@ -51,6 +52,9 @@ class PosixPlatform : public Platform {
   void DoLogInfo(const QZChar* source, const QZChar* message) override;
   void DoLogWarn(const QZChar* source, const QZChar* message) override;
   void DoLogError(const QZChar* source, const QZChar* message) override;
+
+ private:
+  PosixCpuLoad cpuLoad;
 };
 
 }  // namespace qz

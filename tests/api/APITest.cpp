@@ -13,6 +13,7 @@
 #include "platform/Platform.h"
 #include "qz/BinaryInfo.h"
 #include "qz/Configuration.h"
+#include "qz/ExceptionInfo.h"
 #include "qz/ExtendedKeys.h"
 #include "qz/FlowController.h"
 #include "support/LogCapture.h"
@@ -137,6 +138,9 @@ TEST_F(APITest, EventOperationsRefuseBadNamesAndSessions) {
        "API::FeatureStop", "invalid session ID - not-a-guid"},
       {[] { API::PerformanceProbe(QZ_TEXT("p"), QZ_TEXT("x"), nullptr, kNoKeys); },
        "API::PerformanceProbe", "invalid session ID - x"},
+      {[] { API::ReportException(ExceptionInfo(), QZ_TEXT("x"), nullptr, kNoKeys); },
+       "API::ReportException", "invalid session ID - x"},
+      {[] { API::ReportException(static_cast<const ExceptionInfo*>(nullptr), kNoKeys); }, "", nullptr},
       {[] { API::SessionStart(kSessionLower, kNoKeys); }, "", nullptr},
       {[] { API::FeatureTick(QZ_TEXT("Export"), kNoKeys); }, "", nullptr}};
   for (bool started : {false, true}) {  // without a run every call is silently nothing
@@ -168,6 +172,8 @@ TEST_F(APITest, HostObjectsMayGoAsSoonAsACallReturns) {
     API::FeatureStart(QZ_TEXT("Save"), info().get(), keys(i).get());
     API::FeatureTick(QZ_TEXT("Save"), info().get(), keys(i).get());
     API::FeatureStop(QZ_TEXT("Save"), info().get(), keys(i).get());
+    API::ReportException(*std::make_unique<ExceptionInfo>(), info().get(), keys(i).get());
+    API::PerformanceProbe(QZ_TEXT("Probe"), info().get(), keys(i).get());
   }
   API::SendMessages();
   API::ApplicationStop(keys(9).get());
@@ -188,7 +194,7 @@ TEST_F(APITest, ManyHostThreadsAtOnce) {
       keys.Add(QZ_TEXT("thread"), t);
       while (!go.load()) std::this_thread::yield();
       for (int i = 0; i < 60; ++i) {
-        switch (random() % 10) {
+        switch (random() % 12) {
           case 0: API::ApplicationStart(&own, &info, &keys); break;
           case 1: if (random() % 4 == 0) API::ApplicationStop(&keys); break;
           case 2: API::SetOptIn(random() % 2 == 0); break;
@@ -198,6 +204,8 @@ TEST_F(APITest, ManyHostThreadsAtOnce) {
           case 6: API::FeatureStart(QZ_TEXT("F"), &info, &keys); break;
           case 7: API::FeatureStop(QZ_TEXT("F"), &info, &keys); break;
           case 8: API::FeatureTick(QZ_TEXT("T"), &keys); break;
+          case 9: API::PerformanceProbe(QZ_TEXT("P"), &keys); break;
+          case 10: API::ReportException(ExceptionInfo(), &info, &keys); break;
           default: API::GetDefaultSession(); break;
         }
       }

@@ -13,6 +13,7 @@
 #include "qz/API.h"
 #include "qz/BinaryInfo.h"
 #include "qz/Configuration.h"
+#include "qz/ExceptionInfo.h"
 #include "qz/ExtendedKeys.h"
 #include "qz/FlowController.h"
 #include "support/LogCapture.h"
@@ -146,6 +147,54 @@ TEST_F(EndToEndTest, AWholeRunArrivesAsOneBatchOverHttpAndHttps) {
     EXPECT_EQ(Attribute(body, "id", start), Attribute(body, "group", start));
     EXPECT_EQ(Attribute(body, "id", start), Attribute(body, "group", stop));
   }
+}
+
+// The whole element that starts at the first "<name" after position from.
+std::string Element(const std::string& text, const std::string& name, size_t from) {
+  const size_t begin = text.find("<" + name, from);
+  if (begin == std::string::npos) return "<missing>";
+  const size_t lineEnd = text.find('\n', begin);
+  const bool selfClosing = text.compare(lineEnd - 2, 2, "/>") == 0;
+  const size_t end = selfClosing ? lineEnd : text.find("</" + name + ">\n", begin) + name.size() + 3;
+  return text.substr(begin, end + 1 - begin);
+}
+
+TEST_F(EndToEndTest, BothApplicationMessagesDescribeTheSameHostAndUserAndFaultsAndProbesArrive) {
+  config.SetOmitPersonalInfo(true);
+  ASSERT_TRUE(API::ApplicationStart(&config, kNoKeys));
+  BinaryInfo info;
+  info.SetClassName(QZ_TEXT("Parser"));
+  info.SetMethodName(QZ_TEXT("Load"));
+  ExceptionInfo exception;
+  exception.Type(QZ_TEXT("IOError"));
+  API::ReportException(exception, &info, kNoKeys);
+  API::PerformanceProbe(QZ_TEXT("Startup"), kNoKeys);
+  API::ApplicationStop(kNoKeys);
+
+  ASSERT_EQ(1, receiver.Count());
+  RecordedRequest request;
+  ASSERT_TRUE(receiver.Request(0, request));
+  const std::string& body = request.body;
+  const size_t start = body.find("<app-start ");
+  const size_t stop = body.find("<app-stop ");
+  ASSERT_NE(std::string::npos, start) << body;
+  ASSERT_NE(std::string::npos, stop) << body;
+  const std::string host = Element(body, "host", start);
+  EXPECT_EQ(0u, host.find("<host ip=\"")) << host;
+  EXPECT_NE(std::string::npos, host.find(">\n<os name=\"")) << host;
+  EXPECT_EQ(host, Element(body, "host", stop));
+  const std::string user = Element(body, "user", start);
+  EXPECT_EQ(0u, user.find("<user name=\"")) << user;
+  EXPECT_EQ(user, Element(body, "user", stop));
+
+  const std::string fault = Element(body, "fault", 0);
+  EXPECT_NE(std::string::npos, fault.find(" event=\"caught\">\n")) << fault;
+  EXPECT_NE(std::string::npos,
+            fault.find("<exception seq=\"0\" exceptionType=\"IOError\">\n"
+                       "<stack seq=\"0\" type=\"Parser\" method=\"Load\"/>\n</exception>\n"))
+      << fault;
+  const std::string probe = Element(body, "performance-probe", 0);
+  EXPECT_NE(std::string::npos, probe.find(" name=\"Startup\">\n<memory available=\"")) << probe;
 }
 
 TEST_F(EndToEndTest, FailedPostsAreLoggedWithTheStatus) {

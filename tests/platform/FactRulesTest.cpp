@@ -149,5 +149,21 @@ TEST(FactRulesTest, HardwareAddress) {
   EXPECT_EQ(U8(out.ToString()), "");
 }
 
+TEST(FactRulesTest, UserIdentityTextLowersTheDomainOnly) {
+  const struct {
+    const QZChar* domain;
+    const QZChar* user;
+    const char* expected;
+  } cases[] = {{QZ_TEXT("CORP"), QZ_TEXT("jdoe"), "corp\\jdoe"},
+               {QZ_TEXT("corp"), QZ_TEXT("JDoe"), "corp\\JDoe"},
+               {QZ_TEXT(""), QZ_TEXT("jdoe"), "\\jdoe"},
+               {nullptr, nullptr, "\\"}};
+  for (const auto& c : cases) {
+    StringBuf out(QZ_TEXT("old"));
+    UserIdentityText(c.domain, c.user, out);
+    EXPECT_EQ(U8(out.ToString()), c.expected);
+  }
+}
+
 }  // namespace
 }  // namespace qz

@@ -1,0 +1,214 @@
+// The Linux fact sources, fed recorded files.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/PosixCpuLoad.h"
+#include "platform/PosixFactFiles.h"
+#include "support/TestText.h"
+
+namespace qz {
+namespace {
+
+using test::U8;
+
+std::string Text(const StringBuf& s) { return U8(s.ToString()); }
+
+// Two processors; between the samples cpu0 is busy 40 of 100 ticks (iowait
+// counts as idle, interrupts as busy) and cpu1 60 of 100.
+const char kStatBefore[] =
+    "cpu  300 10 90 1500 100 0 0 0 0 0\n"
+    "cpu0 100 0 50 800 50 0 0 0 0 0\n"
+    "cpu1 200 10 40 700 50 0 0 0 0 0\n"
+    "intr 1234 0 0\n"
+    "ctxt 99\n";
+const char kStatAfter[] =
+    "cpu  380 10 100 1590 110 5 5 0 0 0\n"
+    "cpu0 130 0 50 850 60 5 5 0 0 0\n"
+    "cpu1 250 10 50 740 50 0 0 0 0 0\n";
+
+TEST(PosixFactFilesTest, ProcStatSamplesGiveTheAverageLoad) {
+  const std::vector<CpuTicks> before = ParseProcStat(kStatBefore);
+  const std::vector<CpuTicks> after = ParseProcStat(kStatAfter);
+  ASSERT_EQ(2u, after.size());
+  EXPECT_EQ(50u, LoadBetween(before, after));
+  EXPECT_EQ(0u, LoadBetween(after, after));  // no time passed: nothing to report
+
+  PosixCpuLoad load(before);
+  EXPECT_EQ(50u, load.Update(after));
+  // A moment later: too short to measure, so the last result stands.
+  EXPECT_EQ(50u, load.Update(ParseProcStat("cpu0 131 0 50 851 60 5 5 0 0 0\n"
+                                           "cpu1 251 10 50 741 50 0 0 0 0 0\n")));
+  // Idle since the second sample.
+  EXPECT_EQ(0u, load.Update(ParseProcStat("cpu0 130 0 50 950 60 5 5 0 0 0\n"
+                                          "cpu1 250 10 50 840 50 0 0 0 0 0\n")));
+  EXPECT_EQ(0u, load.Update({}));  // unreadable
+}
+
+TEST(PosixFactFilesTest, MeminfoAndStatusGiveMiB) {
+  const struct {
+    const char* meminfo;
+    const char* status;
+    uint32_t availableMB;
+    uint32_t usedMB;
+  } cases[] = {
+      {"MemTotal:       16318412 kB\nMemFree:         1000000 kB\n"
+       "MemAvailable:    8388608 kB\nSwapTotal:       2097152 kB\nSwapFree:        1048576 kB\n",
+       "Name:\tqz\nVmRSS:\t   51200 kB\nRssAnon:\t   30720 kB\nRssFile:\t   20480 kB\n"
+       "VmSwap:\t    2048 kB\n",
+       9216, 32},
+      // Older kernels: no estimate of available memory, no RssAnon.
+      {"MemTotal: 4194304 kB\nMemFree: 1048576 kB\nBuffers: 524288 kB\nCached: 524288 kB\n",
+       "VmRSS:\t   51200 kB\n", 2048, 50},
+      {"", "", 0, 0}};
+  for (const auto& c : cases) {
+    MemoryUseInfo use;
+    use.usedMB = 99;
+    MemoryUseFromProc(c.meminfo, c.status, use);
+    EXPECT_EQ(c.availableMB, use.availableMB) << c.meminfo;
+    EXPECT_EQ(c.usedMB, use.usedMB) << c.status;
+  }
+}
+
+TEST(PosixFactFilesTest, CpuinfoGivesOneProcessorPerPackage) {
+  const char two[] =
+      "processor\t: 0\nvendor_id\t: GenuineIntel\nmodel name\t: Intel(R) Xeon(R) CPU E5-2680\n"
+      "cpu MHz\t\t: 2700.123\nphysical id\t: 0\n\n"
+      "processor\t: 1\nvendor_id\t: GenuineIntel\nmodel name\t: Intel(R) Xeon(R) CPU E5-2680\n"
+      "cpu MHz\t\t: 1200.000\nphysical id\t: 0\n\n"
+      "processor\t: 2\nvendor_id\t: AuthenticAMD\nmodel name\t: AMD EPYC\n"
+      "cpu MHz\t\t: 2096.033\nphysical id\t: 1\n\n"
+      "processor\t: 3\nvendor_id\t: AuthenticAMD\nphysical id\t: 1\n";
+  FactList<CpuInfo> list;
+  std::vector<uint32_t> first;
+  ParseCpuInfo(two, 64, list, first);
+  ASSERT_EQ(2u, list.size());
+  EXPECT_EQ((std::vector<uint32_t>{0, 2}), first);
+  EXPECT_EQ("cpu0", Text(list[0]->name));
+  EXPECT_EQ("Intel", Text(list[0]->manufacturer));
+  EXPECT_EQ("Intel(R) Xeon(R) CPU E5-2680", Text(list[0]->model));
+  EXPECT_EQ(2700u, list[0]->currentSpeed);
+  EXPECT_EQ(64u, list[0]->addressWidth);
+  EXPECT_EQ("cpu1", Text(list[1]->name));
+  EXPECT_EQ("AuthenticAMD", Text(list[1]->manufacturer));
+  EXPECT_EQ(2096u, list[1]->currentSpeed);
+
+  // Processors that name no package (as on many ARM kernels) are one package.
+  FactList<CpuInfo> arm;
+  first.clear();
+  ParseCpuInfo("processor\t: 0\nBogoMIPS\t: 48.00\n\nprocessor\t: 1\nBogoMIPS\t: 48.00\n", 64, arm,
+               first);
+  ASSERT_EQ(1u, arm.size());
+  EXPECT_EQ("cpu0", Text(arm[0]->name));
+  EXPECT_EQ("", Text(arm[0]->manufacturer));
+}
+
+TEST(PosixFactFilesTest, SwapsGivePageFiles) {
+  FactList<PageFileInfo> list;
+  ParseSwaps("Filename\t\t\t\tType\t\tSize\t\tUsed\t\tPriority\n"
+             "/dev/sda2                               partition\t8388604\t\t0\t\t-2\n"
+             "/swap\\040file                           file\t\t1048576\t\t512\t\t-3\n",
+             list);
+  ASSERT_EQ(2u, list.size());
+  EXPECT_EQ("/dev/sda2", Text(list[0]->name));
+  EXPECT_EQ(8191u, list[0]->initialSize);
+  EXPECT_EQ(8191u, list[0]->maximumSize);
+  EXPECT_EQ("/swap file", Text(list[1]->name));
+  EXPECT_EQ(1024u, list[1]->maximumSize);
+  FactList<PageFileInfo> none;
+  ParseSwaps("Filename\t\t\t\tType\t\tSize\t\tUsed\t\tPriority\n", none);
+  EXPECT_TRUE(none.empty());
+}
+
+TEST(PosixFactFilesTest, OsReleaseGivesTheCaption) {
+  const struct {
+    const char* text;
+    bool found;
+    const char* caption;
+  } cases[] = {
+      {"NAME=\"Debian GNU/Linux\"\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nID=debian\n",
+       true, "Debian GNU/Linux 12 (bookworm)"},
+      {"# comment\nNAME='Fedora Linux'\nVERSION=\"39 (Thirty \\\"Nine\\\")\"\n", true,
+       "Fedora Linux 39 (Thirty \"Nine\")"},
+      {"NAME=Alpine\n", true, "Alpine"},
+      {"ID=unknown\n", false, ""}};
+  for (const auto& c : cases) {
+    StringBuf caption;
+    EXPECT_EQ(c.found, OsReleaseCaption(c.text, caption)) << c.text;
+    EXPECT_EQ(c.caption, Text(caption));
+  }
+}
+
+TEST(PosixFactFilesTest, LocaleFromTheUsersSettings) {
+  const struct {
+    const char* lcAll;
+    const char* lcMessages;
+    const char* lang;
+    const char* expected;
+  } cases[] = {{nullptr, nullptr, "en_US.UTF-8", "en_US"},
+               {"", "fr_CA.ISO-8859-1", "en_US.UTF-8", "fr_CA"},
+               {"de_DE@euro", "fr_CA", "en_US", "de_DE"},
+               {nullptr, nullptr, "C.UTF-8", ""},
+               {"POSIX", nullptr, "en_US", ""},
+               {nullptr, nullptr, nullptr, ""}};
+  for (const auto& c : cases) {
+    StringBuf out(QZ_TEXT("old"));
+    LocaleName(c.lcAll, c.lcMessages, c.lang, out);
+    EXPECT_EQ(c.expected, Text(out));
+  }
+}
+
+TEST(PosixFactFilesTest, MountTableGivesEachVolumeOnce) {
+  const char mounts[] =
+      "rootfs / rootfs rw 0 0\n"
+      "proc /proc proc rw,relatime 0 0\n"
+      "overlay / overlay rw,relatime,lowerdir=/a 0 0\n"
+      "/dev/vda1 /etc/hosts ext4 rw 0 0\n"
+      "/dev/sdb1 /mnt/my\\040data vfat rw 0 0\n"
+      "/dev/sdb1 /mnt/a vfat rw 0 0\n"
+      "server:/export /nfs nfs4 rw 0 0\n";
+  const std::vector<MountEntry> volumes =
+      ParseMounts(mounts, [](const std::string& path) { return path != "/etc/hosts"; });
+  ASSERT_EQ(2u, volumes.size());
+  EXPECT_EQ("/", volumes[0].mountPoint);
+  EXPECT_EQ("overlay", volumes[0].fileSystem);
+  EXPECT_EQ("/dev/sdb1", volumes[1].device);
+  EXPECT_EQ("/mnt/a", volumes[1].mountPoint);
+  const std::vector<MountEntry> spaced =
+      ParseMounts("/dev/sdb1 /mnt/my\\040data vfat rw 0 0\n", [](const std::string&) {
+        return true;
+      });
+  ASSERT_EQ(1u, spaced.size());
+  EXPECT_EQ("/mnt/my data", spaced[0].mountPoint);
+}
+
+TEST(PosixFactFilesTest, AdaptersHideAddressesWhenPersonalInfoIsOmitted) {
+  std::vector<InterfaceFacts> interfaces(2);
+  interfaces[0].name = "eth0";
+  interfaces[0].ipv4 = "192.168.1.20";
+  interfaces[0].hardware = {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E};
+  interfaces[0].speedMbps = 10000;
+  interfaces[1].name = "wg0";  // no IPv4 address, no hardware address
+  FactList<NetworkAdapterInfo> open;
+  AddAdapters(interfaces, false, open);
+  ASSERT_EQ(2u, open.size());
+  EXPECT_EQ("eth0", Text(open[0]->description));
+  EXPECT_EQ("192.168.1.20", Text(open[0]->ipAddress));
+  EXPECT_EQ("00:1A:2B:3C:4D:5E", Text(open[0]->macAddress));
+  EXPECT_EQ(10000u, open[0]->speedMbps);
+  EXPECT_EQ("0.0.0.0", Text(open[1]->ipAddress));
+  EXPECT_EQ("", Text(open[1]->macAddress));
+
+  FactList<NetworkAdapterInfo> hidden;
+  AddAdapters(interfaces, true, hidden);
+  ASSERT_EQ(2u, hidden.size());
+  for (const auto& adapter : hidden) {
+    EXPECT_EQ("0.0.0.0", Text(adapter->ipAddress));
+    EXPECT_EQ("", Text(adapter->description));
+    EXPECT_EQ("", Text(adapter->macAddress));
+  }
+}
+
+}  // namespace
+}  // namespace qz
