@@ -270,8 +270,7 @@ void HashText(const QZChar* text, StringBuf& out) {
     DWORD size = sizeof digest;
     if (CryptHashData(hash, reinterpret_cast<const BYTE*>(text), bytes, 0) &&
         CryptGetHashParam(hash, HP_HASHVAL, digest, &size, 0) && size == sizeof digest) {
-      static const char kHex[] = "0123456789ABCDEF";
-      for (BYTE b : digest) out.Append(QZChar(kHex[b >> 4])).Append(QZChar(kHex[b & 0xF]));
+      AppendUpperHex(digest, sizeof digest, out);
     }
     CryptDestroyHash(hash);
   }
@@ -335,11 +334,11 @@ void Win32Platform::DoGetUserInfo(UserInfo& info, bool, bool omitPersonalInfo) {
   }
   DomainInfo domain;
   DoGetDomainInfo(domain, false, false);
-  StringBuf account;
-  account.Append(domain.domain).Append(QZChar('\\'));
   wchar_t user[257];
   DWORD size = ARRAYSIZE(user);
-  if (Hooked(g_getUserName, &::GetUserNameW)(user, &size)) account.Append(user);
+  if (!Hooked(g_getUserName, &::GetUserNameW)(user, &size)) user[0] = 0;
+  StringBuf account;
+  UserIdentityText(domain.domain, user, account);
   HashText(account, info.name);
 }
 

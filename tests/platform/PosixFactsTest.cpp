@@ -23,28 +23,6 @@ bool IsDigest(const StringBuf& s) {
   return std::regex_match(Text(s), std::regex("[0-9A-F]{32}"));
 }
 
-TEST(PosixFactsTest, HashTextIsMd5OfTheUtf16LeText) {
-  // Expected values computed apart, from the UTF-16LE bytes of each text.
-  const struct {
-    const QZChar* text;
-    const char* digest;
-  } cases[] = {{QZ_TEXT(""), "D41D8CD98F00B204E9800998ECF8427E"},
-               {nullptr, "D41D8CD98F00B204E9800998ECF8427E"},
-               {QZ_TEXT("corp\\jdoe"), "A4ED14370A8ABE3C5CAB4421586090EB"},
-               {QZ_TEXT("Zo\u00eb \u4e2d\U0001F600"), "77833B48E9A28AF730C4893BA8132A60"}};
-  for (const auto& c : cases) {
-    StringBuf out(QZ_TEXT("old"));
-    HashText(c.text, out);
-    EXPECT_EQ(c.digest, Text(out));
-  }
-  // A user jdoe in domain CORP.
-  StringBuf identity;
-  StringBuf digest;
-  UserIdentityText(QZ_TEXT("CORP"), QZ_TEXT("jdoe"), identity);
-  HashText(identity, digest);
-  EXPECT_EQ("A4ED14370A8ABE3C5CAB4421586090EB", Text(digest));
-}
-
 TEST(PosixFactsTest, OmittingPersonalInfoLeavesNoNameOrAddress) {
   HostInfo host;
   Platform::GetHostInfo(host, true);
