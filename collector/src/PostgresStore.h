@@ -1,0 +1,41 @@
+// The store in a PostgreSQL database, which several collectors may share.
+// One connection writes, another reads; every statement is bounded by a
+// statement time-out, and a lost connection is re-opened once per call.
+#ifndef QZ_COLLECTOR_POSTGRESSTORE_H
+#define QZ_COLLECTOR_POSTGRESSTORE_H
+
+#include <libpq-fe.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Store.h"
+
+namespace qz {
+namespace collector {
+
+class PostgresStore : public Store {
+ public:
+  ~PostgresStore() override;
+  static std::unique_ptr<PostgresStore> Open(const std::string& connection, std::string& error);
+
+  bool Write(const std::vector<const Rows*>& batches, std::string& error) override;
+  bool Query(const std::string& sql, const std::vector<std::string>& params, QueryResult& result,
+             std::string& error) override;
+  const char* Kind() const override { return "postgresql"; }
+
+ private:
+  PostgresStore() = default;
+  bool WriteOnce(const std::vector<const Rows*>& batches, std::string& error);
+
+  std::string connection;
+  PGconn* writer = nullptr;
+  PGconn* reader = nullptr;
+  std::mutex readerLock;
+};
+
+}  // namespace collector
+}  // namespace qz
+
+#endif  // QZ_COLLECTOR_POSTGRESSTORE_H
