@@ -16,9 +16,11 @@ constexpr char kSchemaUnlock[] = "SELECT pg_advisory_unlock(727172)";
 
 void IgnoreNotice(void*, const char*) {}
 
+// libpq's messages span lines (ERROR, DETAIL, ...): one line for the log.
 std::string Trimmed(const char* text) {
   std::string s = text != nullptr ? text : "";
   while (!s.empty() && (s.back() == '\n' || s.back() == ' ')) s.pop_back();
+  for (size_t at = s.find('\n'); at != std::string::npos; at = s.find('\n', at)) s.replace(at, 1, "; ");
   return s;
 }
 
