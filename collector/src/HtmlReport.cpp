@@ -36,6 +36,12 @@ std::string Seconds(int64_t ms) {
   return std::to_string(ms / 1000) + "." + fraction + " s";
 }
 
+// "1 use", "2 uses"; units without a plural ("ms") stay as they are.
+std::string Count(int64_t n, const std::string& unit) {
+  const bool plural = n != 1 || unit.size() < 3 || unit.back() != 's';
+  return N(n) + " " + (plural ? unit : unit.substr(0, unit.size() - 1));
+}
+
 std::string Attr(const char* name, const std::string& value) {
   return std::string(" ") + name + "=\"" + Escape(value) + "\"";
 }
@@ -60,9 +66,9 @@ std::string BarChart(const std::vector<std::pair<std::string, int64_t>>& bars, c
            "</text>";
     svg += "<rect x=\"" + N(labelWidth) + "\" y=\"" + N(y) + "\" width=\"" + N(std::max(length, 1)) +
            "\" height=\"" + N(rowHeight - 6) + "\" fill=\"" + color + "\"><title>" + Escape(bars[i].first) + ": " +
-           N(bars[i].second) + " " + Escape(unit) + "</title></rect>";
-    svg += "<text x=\"" + N(labelWidth + length + 6) + "\" y=\"" + N(y + 15) + "\">" + N(bars[i].second) + " " +
-           Escape(unit) + "</text>\n";
+           Escape(Count(bars[i].second, unit)) + "</title></rect>";
+    svg += "<text x=\"" + N(labelWidth + length + 6) + "\" y=\"" + N(y + 15) + "\">" + Escape(Count(bars[i].second, unit)) +
+           "</text>\n";
   }
   return svg + "</svg>\n";
 }
