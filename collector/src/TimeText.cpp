@@ -55,7 +55,7 @@ std::string TimeText::FromMillis(int64_t millis) {
   }
   int64_t y, m, d;
   CivilFromDays(days, y, m, d);
-  char text[40];
+  char text[160];  // room for any 64-bit fields, so the compiler can prove no truncation
   std::snprintf(text, sizeof text, "%04lld-%02lld-%02lldT%02lld:%02lld:%02lld.%03lldZ",
                 static_cast<long long>(y), static_cast<long long>(m), static_cast<long long>(d),
                 static_cast<long long>(rest / 3600000), static_cast<long long>(rest / 60000 % 60),
