@@ -1,5 +1,7 @@
 #include "SqliteStore.h"
 
+#include <cstdlib>
+
 namespace qz {
 namespace collector {
 
@@ -75,16 +77,24 @@ bool SqliteStore::Write(const std::vector<const Rows*>& batches, std::string& er
       for (size_t i = 0; i < row.values.size(); ++i) {
         const Value& v = row.values[i];
         const int index = static_cast<int>(i + 1);
-        // Numbers go in as text; the column's affinity stores them as integers.
-        if (v) {
-          sqlite3_bind_text(insert, index, v->data(), static_cast<int>(v->size()), SQLITE_STATIC);
-        } else {
+        if (!v) {
           sqlite3_bind_null(insert, index);
+          continue;
+        }
+        // Numbers as numbers; text that is no number (never from a valid
+        // batch) is left to the column's affinity.
+        char* end = nullptr;
+        const long long number =
+            table.columns[i].type == ColumnType::Text ? 0 : std::strtoll(v->c_str(), &end, 10);
+        if (end != nullptr && end != v->c_str() && *end == 0) {
+          sqlite3_bind_int64(insert, index, number);
+        } else {
+          sqlite3_bind_text(insert, index, v->data(), static_cast<int>(v->size()), SQLITE_STATIC);
         }
       }
+      // Every parameter is bound again for the next row.
       const int step = sqlite3_step(insert);
       sqlite3_reset(insert);
-      sqlite3_clear_bindings(insert);
       if (step != SQLITE_DONE) {
         error = Error(writer, std::string("insert into ") + table.name);
         std::string ignored;

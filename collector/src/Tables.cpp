@@ -213,7 +213,6 @@ std::vector<std::string> Tables::CreateStatements() {
   }
   // What the report looks up by.
   out.push_back("CREATE INDEX IF NOT EXISTS messages_kind ON messages (kind, generated)");
-  out.push_back("CREATE INDEX IF NOT EXISTS messages_batch ON messages (batch_id)");
   out.push_back("CREATE INDEX IF NOT EXISTS batches_group ON batches (message_group)");
   return out;
 }
