@@ -26,7 +26,11 @@ std::optional<std::string> Header(const httplib::Request& request, const char* n
   return request.get_header_value(name);
 }
 
-void Refuse(const httplib::Request& request, httplib::Response& response, int status, const std::string& reason) {
+void Refuse(const httplib::Request& request, httplib::Response& response, int status, std::string reason) {
+  // One line: a reason may quote what the client sent.
+  for (char& c : reason) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+  }
   response.status = status;
   response.set_content(reason + "\n", "text/plain");
   Log::Warn("Collector::Publish", std::to_string(status) + " to " + request.remote_addr + ": " + reason);
@@ -66,6 +70,7 @@ bool Collector::Start(std::string& error) {
     const int bound = server->Bind(options.listen, port);
     if (bound < 0) {
       error = "cannot listen on " + options.listen + ":" + std::to_string(port);
+      servers.clear();  // none serves yet: nothing to stop
       return false;
     }
     (secure ? httpsPort : httpPort) = bound;
@@ -125,26 +130,21 @@ void Collector::Route(HttpServer& server) {
                                       const httplib::ContentReader& reader) {
     Publish(request, response, reader);
   });
-  server.Get("/", [this](const httplib::Request&, httplib::Response& response) {
-    Report report;
-    std::string error;
-    if (!Report::Load(*store, report, error)) {
-      response.status = 500;
-      response.set_content("report failed: " + error + "\n", "text/plain");
-      return;
-    }
-    response.set_content(HtmlReport::Render(report), "text/html; charset=utf-8");
-  });
-  server.Get("/report.txt", [this](const httplib::Request&, httplib::Response& response) {
-    Report report;
-    std::string error;
-    if (!Report::Load(*store, report, error)) {
-      response.status = 500;
-      response.set_content("report failed: " + error + "\n", "text/plain");
-      return;
-    }
-    response.set_content(TextReport::Render(report), "text/plain; charset=utf-8");
-  });
+  // The report, rendered as a page or as text.
+  const auto report = [this](std::string (*render)(const Report&), const char* type) {
+    return [this, render, type](const httplib::Request&, httplib::Response& response) {
+      Report loaded;
+      std::string error;
+      if (!Report::Load(*store, loaded, error)) {
+        response.status = 500;
+        response.set_content("report failed: " + error + "\n", "text/plain");
+        return;
+      }
+      response.set_content(render(loaded), type);
+    };
+  };
+  server.Get("/", report(&HtmlReport::Render, "text/html; charset=utf-8"));
+  server.Get("/report.txt", report(&TextReport::Render, "text/plain; charset=utf-8"));
 }
 
 void Collector::Publish(const httplib::Request& request, httplib::Response& response,

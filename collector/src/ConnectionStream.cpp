@@ -19,7 +19,13 @@ namespace {
 // Idle waits look at the stop flag this often.
 constexpr int kStopCheckMs = 100;
 
-void Address(const sockaddr_storage& a, std::string& ip, int& port) {
+// The address of one end of the socket: getpeername or getsockname.
+void Address(int fd, int (*name)(int, sockaddr*, socklen_t*), std::string& ip, int& port) {
+  sockaddr_storage a{};
+  socklen_t length = sizeof a;
+  ip.clear();
+  port = 0;
+  if (name(fd, reinterpret_cast<sockaddr*>(&a), &length) != 0) return;
   char text[INET6_ADDRSTRLEN] = "";
   if (a.ss_family == AF_INET) {
     const auto& v4 = reinterpret_cast<const sockaddr_in&>(a);
@@ -212,19 +218,11 @@ void ConnectionStream::Linger(int ms) {
 }
 
 void ConnectionStream::get_remote_ip_and_port(std::string& ip, int& port) const {
-  sockaddr_storage a{};
-  socklen_t length = sizeof a;
-  ip.clear();
-  port = 0;
-  if (::getpeername(fd, reinterpret_cast<sockaddr*>(&a), &length) == 0) Address(a, ip, port);
+  Address(fd, ::getpeername, ip, port);
 }
 
 void ConnectionStream::get_local_ip_and_port(std::string& ip, int& port) const {
-  sockaddr_storage a{};
-  socklen_t length = sizeof a;
-  ip.clear();
-  port = 0;
-  if (::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &length) == 0) Address(a, ip, port);
+  Address(fd, ::getsockname, ip, port);
 }
 
 }  // namespace collector

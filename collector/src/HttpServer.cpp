@@ -3,6 +3,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <thread>
+
 #include "WorkerPool.h"
 
 namespace qz {
@@ -47,10 +50,18 @@ int HttpServer::Bind(const std::string& host, int port) {
   return bound;
 }
 
-void HttpServer::Serve() { listen_after_bind(); }
+void HttpServer::Serve() {
+  if (!stopping) listen_after_bind();
+  served = true;
+}
 
 void HttpServer::Stop() {
   stopping = true;
+  // A stop right after the start must not miss a server that is only now
+  // beginning to listen: httplib's stop() acts only on a running one.
+  for (int waited = 0; waited < 10000 && !is_running() && !served; ++waited) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
   stop();
 }
 

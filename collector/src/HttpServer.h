@@ -55,6 +55,7 @@ class HttpServer : public httplib::Server {
   const ServerLimits limits;
   SSL_CTX* const tls;
   std::atomic<bool> stopping{false};
+  std::atomic<bool> served{false};  // Serve has returned
 };
 
 }  // namespace collector

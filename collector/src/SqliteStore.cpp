@@ -70,7 +70,8 @@ bool SqliteStore::Write(const std::vector<const Rows*>& batches, std::string& er
         if (sqlite3_prepare_v3(writer, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &insert, nullptr) !=
             SQLITE_OK) {
           error = Error(writer, sql);
-          Exec("ROLLBACK", error);
+          std::string ignored;
+          Exec("ROLLBACK", ignored);
           return false;
         }
       }
