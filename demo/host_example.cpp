@@ -32,7 +32,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s [ENDPOINT [--https]]\n", argv[0]);
     return 2;
   }
-  // Line by line, so the host's lines interleave with the receiver's output.
+  // Line by line, so the host's lines interleave with the endpoint's log.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   const bool defaultEndpoint = argc < 2;
   const bool https = defaultEndpoint || (argc > 2 && std::strcmp(argv[2], "--https") == 0);

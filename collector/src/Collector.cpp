@@ -107,7 +107,12 @@ void Collector::Route(HttpServer& server) {
       const std::string length = request.get_header_value("Content-Length");
       char* end = nullptr;
       const unsigned long long declared = std::strtoull(length.c_str(), &end, 10);
-      if (end == length.c_str() || *end != 0 || declared > maxBody) {
+      if (end == length.c_str() || *end != 0) {
+        Refuse(request, response, 400, "Content-Length is not a number");
+        CloseAfter(true);
+        return httplib::Server::HandlerResponse::Handled;
+      }
+      if (declared > maxBody) {
         Refuse(request, response, 413, "batch larger than " + std::to_string(maxBody) + " bytes");
         CloseAfter(true);
         return httplib::Server::HandlerResponse::Handled;
