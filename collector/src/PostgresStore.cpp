@@ -1,6 +1,5 @@
 #include "PostgresStore.h"
 
-#include <algorithm>
 #include <memory>
 
 namespace qz {
@@ -8,8 +7,6 @@ namespace collector {
 
 namespace {
 
-// One parameter list holds at most 65535 values.
-constexpr size_t kMaxParameters = 65535;
 // Serialises the schema set-up of collectors that start together.
 constexpr char kSchemaLock[] = "SELECT pg_advisory_lock(727172)";
 constexpr char kSchemaUnlock[] = "SELECT pg_advisory_unlock(727172)";
@@ -44,6 +41,21 @@ bool Exec(PGconn* conn, const std::string& sql, std::string& error) {
   if (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK) return true;
   error = Trimmed(PQerrorMessage(conn));
   return false;
+}
+
+// An element of an array literal and its comma: NULL, or the text quoted
+// with its quotes and backslashes escaped.
+void AppendArrayElement(std::string& array, const Value& value) {
+  if (!value) {
+    array += "NULL,";
+    return;
+  }
+  array += '"';
+  for (char c : *value) {
+    if (c == '"' || c == '\\') array += '\\';
+    array += c;
+  }
+  array += "\",";
 }
 
 bool Prepare(PGconn* conn, std::string& error) {
@@ -84,50 +96,62 @@ bool PostgresStore::Write(const std::vector<const Rows*>& batches, std::string& 
   if (PQstatus(writer) == CONNECTION_OK) return false;
   // The server went away: one new connection, one more try.
   PQreset(writer);
+  prepared = false;  // statements belong to the old session
   std::string ignored;
   if (PQstatus(writer) != CONNECTION_OK || !Prepare(writer, ignored)) return false;
   return WriteOnce(batches, error);
 }
 
+bool PostgresStore::PrepareInserts(std::string& error) {
+  // One statement per table, parsed once: each column's values arrive as one
+  // array, and unnest turns the arrays back into rows.
+  for (const Table& table : Tables::All()) {
+    std::string sql = std::string("INSERT INTO ") + table.name + " SELECT * FROM unnest(";
+    for (size_t c = 0; c < table.columns.size(); ++c) {
+      sql += (c == 0 ? "$" : ", $") + std::to_string(c + 1) +
+             (table.columns[c].type == ColumnType::Text ? "::text[]" : "::bigint[]");
+    }
+    sql += ") ON CONFLICT DO NOTHING";
+    std::unique_ptr<PGresult, void (*)(PGresult*)> result(
+        PQprepare(writer, (std::string("insert_") + table.name).c_str(), sql.c_str(), 0, nullptr), PQclear);
+    if (!result || PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
+      error = std::string("prepare insert into ") + table.name + ": " + Trimmed(PQerrorMessage(writer));
+      return false;
+    }
+  }
+  prepared = true;
+  return true;
+}
+
 bool PostgresStore::WriteOnce(const std::vector<const Rows*>& batches, std::string& error) {
-  // Rows of one table go in multi-row statements, tables in schema order, so
-  // a batch of many messages costs a handful of round trips.
+  if (!prepared && !PrepareInserts(error)) return false;
   std::vector<std::vector<const Row*>> byTable(Tables::All().size());
   for (const Rows* rows : batches) {
     for (const Row& row : *rows) byTable[static_cast<size_t>(row.table)].push_back(&row);
   }
   if (!Exec(writer, "BEGIN", error)) return false;
   std::string ignored;
+  // Tables in schema order, each in one round trip however many rows it has.
   for (size_t t = 0; t < byTable.size(); ++t) {
+    if (byTable[t].empty()) continue;
     const Table& table = Tables::All()[t];
-    const size_t width = table.columns.size();
-    const size_t perStatement = kMaxParameters / width;
-    for (size_t first = 0; first < byTable[t].size(); first += perStatement) {
-      const size_t count = std::min(perStatement, byTable[t].size() - first);
-      std::string sql = std::string("INSERT INTO ") + table.name + " VALUES ";
-      std::vector<const char*> params;
-      params.reserve(count * width);
-      for (size_t r = 0; r < count; ++r) {
-        const Row& row = *byTable[t][first + r];
-        sql += r == 0 ? "(" : ", (";
-        for (size_t c = 0; c < width; ++c) {
-          // Typed placeholders: a VALUES list would otherwise take them as text.
-          sql += (c == 0 ? "$" : ", $") + std::to_string(params.size() + 1) +
-                 (table.columns[c].type == ColumnType::Text ? "::text" : "::bigint");
-          params.push_back(row.values[c] ? row.values[c]->c_str() : nullptr);
-        }
-        sql += ")";
-      }
-      sql += " ON CONFLICT DO NOTHING";
-      std::unique_ptr<PGresult, void (*)(PGresult*)> result(
-          PQexecParams(writer, sql.c_str(), static_cast<int>(params.size()), nullptr, params.data(), nullptr,
-                       nullptr, 0),
-          PQclear);
-      if (!result || PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
-        error = std::string("insert into ") + table.name + ": " + Trimmed(PQerrorMessage(writer));
-        Exec(writer, "ROLLBACK", ignored);
-        return false;
-      }
+    std::vector<std::string> arrays(table.columns.size(), "{");
+    for (const Row* row : byTable[t]) {
+      for (size_t c = 0; c < arrays.size(); ++c) AppendArrayElement(arrays[c], row->values[c]);
+    }
+    std::vector<const char*> params;
+    for (std::string& a : arrays) {
+      a.back() = '}';  // the last element's comma
+      params.push_back(a.c_str());
+    }
+    std::unique_ptr<PGresult, void (*)(PGresult*)> result(
+        PQexecPrepared(writer, (std::string("insert_") + table.name).c_str(), static_cast<int>(params.size()),
+                       params.data(), nullptr, nullptr, 0),
+        PQclear);
+    if (!result || PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
+      error = std::string("insert into ") + table.name + ": " + Trimmed(PQerrorMessage(writer));
+      Exec(writer, "ROLLBACK", ignored);
+      return false;
     }
   }
   if (Exec(writer, "COMMIT", error)) return true;

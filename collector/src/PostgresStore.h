@@ -1,6 +1,8 @@
 // The store in a PostgreSQL database, which several collectors may share.
 // One connection writes, another reads; every statement is bounded by a
 // statement time-out, and a lost connection is re-opened once per call.
+// Writes send each table's rows as one array per column to a prepared
+// statement, so a group of batches costs a round trip per table.
 #ifndef QZ_COLLECTOR_POSTGRESSTORE_H
 #define QZ_COLLECTOR_POSTGRESSTORE_H
 
@@ -27,10 +29,12 @@ class PostgresStore : public Store {
 
  private:
   PostgresStore() = default;
+  bool PrepareInserts(std::string& error);
   bool WriteOnce(const std::vector<const Rows*>& batches, std::string& error);
 
   std::string connection;
   PGconn* writer = nullptr;
+  bool prepared = false;  // the writer's insert statements exist
   PGconn* reader = nullptr;
   std::mutex readerLock;
 };

@@ -116,6 +116,7 @@ TEST_P(StoreTest, StoresEveryKindAndReadsItBack) {
   EXPECT_EQ("2", One("SELECT COUNT(*) FROM profile_cpus WHERE message_id = ?", {Guid(4)}));
   EXPECT_EQ("CPU1", One("SELECT name FROM profile_cpus WHERE message_id = ? AND position = 1", {Guid(4)}));
   EXPECT_EQ("4294967296", One("SELECT colors FROM profile_videos WHERE message_id = ?", {Guid(4)}));
+  EXPECT_EQ("\\\\.\\DISPLAY1", One("SELECT name FROM profile_screens WHERE message_id = ?", {Guid(4)}));
   EXPECT_EQ("0 60", One("SELECT dst || ' ' || zone FROM profile_time_zones WHERE message_id = ?", {Guid(4)}));
   EXPECT_EQ("1", One("SELECT dhcp FROM profile_networks WHERE message_id = ?", {Guid(4)}));
   EXPECT_EQ("NULL", One("SELECT licensing_name FROM profile_terminal_services WHERE message_id = ?", {Guid(4)}));
