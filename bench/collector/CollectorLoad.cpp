@@ -58,14 +58,14 @@ void Load(benchmark::State& state, bool postgres) {
   const int connections = static_cast<int>(state.range(0));
   const bool keepAlive = state.range(1) != 0;
   CollectorOptions options;
-  char folder[] = "/tmp/qz-collector-bench-XXXXXX";
-  if (mkdtemp(folder) == nullptr) return state.SkipWithError("no temporary folder");
-  options.sqlitePath = std::string(folder) + "/bench.db";
   if (postgres) {
     const char* connection = std::getenv("QZ_BENCH_POSTGRES");
     if (connection == nullptr) return state.SkipWithError("set QZ_BENCH_POSTGRES to a connection string");
     options.postgres = connection;
   }
+  char folder[] = "/tmp/qz-collector-bench-XXXXXX";
+  if (mkdtemp(folder) == nullptr) return state.SkipWithError("no temporary folder");
+  options.sqlitePath = std::string(folder) + "/bench.db";
   options.httpPort = 0;
   options.httpsPort = -1;
   options.limits.workers = static_cast<size_t>(connections);
