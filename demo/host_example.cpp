@@ -2,10 +2,11 @@
 // would, through the public headers and the shared library only. The hosts in
 // examples/ report the same run through the flat interface.
 //
-//   qz_host_example ENDPOINT [--https]
+//   qz_host_example [ENDPOINT [--https]]
 //
 // ENDPOINT is a host, optional port and path without a scheme, for example
-// 127.0.0.1:8080/qz/Publish.
+// 127.0.0.1:8080/qz/Publish. Without one the library's default endpoint
+// applies: HTTPS to the default collection host.
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -35,15 +36,17 @@ void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(150)); }
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2) {
-    std::fprintf(stderr, "usage: %s ENDPOINT [--https]\n", argv[0]);
+  if (argc > 3 || (argc > 1 && argv[1][0] == '-')) {
+    std::fprintf(stderr, "usage: %s [ENDPOINT [--https]]\n", argv[0]);
     return 2;
   }
-  // Unbuffered, so the host's lines interleave with the receiver's output
+  // Unbuffered, so the host's lines interleave with the endpoint's log
   // (Windows' C runtime has no line buffering).
   std::setvbuf(stdout, nullptr, _IONBF, 0);
-  const bool https = argc > 2 && std::strcmp(argv[2], "--https") == 0;
-  const std::basic_string<QZChar> endpoint = Widen(argv[1]);
+  const bool defaultEndpoint = argc < 2;
+  const bool https = defaultEndpoint || (argc > 2 && std::strcmp(argv[2], "--https") == 0);
+  const std::basic_string<QZChar> endpoint =
+      defaultEndpoint ? std::basic_string<QZChar>() : Widen(argv[1]);
 
   qz::API::SetLogLevel(qz::API::LOG_WARN);
 
@@ -71,7 +74,11 @@ int main(int argc, char** argv) {
   startKeys.Add(QZ_TEXT("edition"), QZ_TEXT("Professional"));
   startKeys.Add(QZ_TEXT("plugins"), 3);
 
-  std::printf("host: starting the run (endpoint %s://%s)\n", https ? "https" : "http", argv[1]);
+  if (defaultEndpoint) {
+    std::printf("host: starting the run (the library's default endpoint)\n");
+  } else {
+    std::printf("host: starting the run (endpoint %s://%s)\n", https ? "https" : "http", argv[1]);
+  }
   if (!qz::API::ApplicationStart(&config, &flow, &binary, &startKeys)) {
     std::fprintf(stderr, "host: the run did not start\n");
     return 1;
