@@ -300,15 +300,16 @@ void OfflineData::RestoreAbandoned(const XMLTransmitter& transmitter) {
   ListStaleTemporaries(std::max(kAbandonedAfterMs, 3 * longestPost), names);
   for (const Name& name : names) {
     if (unrestorable.count(name) != 0) continue;
+    if (!Read(name.c_str()) || !IsValidGUID(applicationID)) {
+      unrestorable.insert(name);
+      continue;
+    }
+    // A move that fails is tried again at the next look.
     StringBuf storedName;
-    if (Read(name.c_str()) && IsValidGUID(applicationID) &&
-        CreateFileName(storedName, storedTime) &&
-        Rename(name.c_str(), storedName)) {
+    if (CreateFileName(storedName, storedTime) && Rename(name.c_str(), storedName)) {
       StringBuf message(QZ_TEXT("Restored abandoned batch "));
       message.Append(storedName);
       Platform::LogWarn(QZ_TEXT("OfflineData::RestoreAbandoned"), message);
-    } else {
-      unrestorable.insert(name);
     }
   }
 }
