@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -105,11 +106,13 @@ class FileTransmitter : public XMLTransmitter {
   fs::path path_;
 };
 
-// Stores and claims without end, until killed.
-[[noreturn]] void StoreAndClaim(int first, const fs::path& posted) {
+// Says when it starts on the pipe, then stores and claims without end, until killed.
+[[noreturn]] void StoreAndClaim(int first, const fs::path& posted, int ready) {
   auto writer = NewStore(true);
   auto sender = NewStore(false);
   FileTransmitter transmitter(posted);
+  const char started = 1;
+  if (write(ready, &started, 1) != 1) _exit(1);
   for (int i = 0;; ++i) {
     test::StoreBatch(*writer, static_cast<uint64_t>(first + i), 1,
                      "<m id=\"" + std::to_string(first + i) + "\"/>");
@@ -118,22 +121,56 @@ class FileTransmitter : public XMLTransmitter {
 }
 
 TEST(PosixOfflineDataTest, ProcessesKilledAtRandomNeitherTearNorLoseAStoredBatch) {
-  StorageFolder storage;
+  // A killed process loses nothing it wrote, synced or not, so files in
+  // memory serve as well and keep the many stores and claims quick.
+  const fs::path memory = "/dev/shm";
+  StorageFolder storage(fs::is_directory(memory) ? memory : fs::temp_directory_path(),
+                        StorageFolder::Use::kFresh);
   const fs::path appRoot = storage.AppRoot(kCompany);
   const fs::path posted = storage.Base() / "posted";
   auto reader = NewStore(false);
   std::set<std::string> complete;  // seen whole under a stored name between kills
   int torn = 0;
   int kills = 0;
+  int ready[2];
+  ASSERT_EQ(0, pipe(ready));
   std::mt19937 random(static_cast<unsigned>(std::chrono::steady_clock::now().time_since_epoch().count()));
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(45);
-  for (; kills < 250 && std::chrono::steady_clock::now() < deadline; ++kills) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) StoreAndClaim(kills * 10000, posted);
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 12000));
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
+  // Kills land anywhere in a child's first few stores and claims, a span
+  // measured on the first children: sanitizers slow a process down a lot.
+  // Two children at a time, so that claims also race each other.
+  int64_t span = 0;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(50);
+  for (; kills < 220 && std::chrono::steady_clock::now() < deadline; kills += 2) {
+    pid_t children[2];
+    for (int c = 0; c < 2; ++c) {
+      children[c] = fork();
+      if (children[c] == 0) StoreAndClaim((kills + c) * 10000, posted, ready[1]);
+    }
+    char bytes[2];
+    size_t started = 0;
+    for (pollfd wait = {ready[0], POLLIN, 0}; started < 2 && poll(&wait, 1, 10000) == 1;) {
+      const ssize_t n = read(ready[0], bytes, 2 - started);
+      if (n <= 0) break;
+      started += static_cast<size_t>(n);
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    int64_t at[2] = {0, 0};
+    if (span == 0) {
+      test::WaitFor([&] { return !StorageFolder::Files(appRoot, ".QZ").empty(); }, 10000);
+      span = 2 * std::chrono::duration_cast<std::chrono::microseconds>(
+                     std::chrono::steady_clock::now() - begin).count() + 1;
+    } else {
+      at[0] = static_cast<int64_t>(random() % span);
+      at[1] = static_cast<int64_t>(random() % span);
+    }
+    for (int c : {at[0] <= at[1] ? 0 : 1, at[0] <= at[1] ? 1 : 0}) {
+      std::this_thread::sleep_until(begin + std::chrono::microseconds(at[c]));
+      if (children[c] > 0) kill(children[c], SIGKILL);
+    }
+    for (pid_t child : children) {
+      if (child > 0) waitpid(child, nullptr, 0);
+    }
+    ASSERT_TRUE(children[0] > 0 && children[1] > 0 && started == 2);
     for (const std::string& name : StorageFolder::Files(appRoot, ".QZ")) {
       if (!reader->Read(test::PathText(appRoot / name).c_str())) {
         ++torn;
@@ -142,6 +179,8 @@ TEST(PosixOfflineDataTest, ProcessesKilledAtRandomNeitherTearNorLoseAStoredBatch
       for (const std::string& id : test::MessageIds(U8(reader->GetMessagesText()))) complete.insert(id);
     }
   }
+  close(ready[0]);
+  close(ready[1]);
   EXPECT_GE(kills, 200);
   EXPECT_EQ(0, torn);
 

@@ -3,12 +3,14 @@
 #ifndef QZ_TESTS_OFFLINE_OFFLINETEST_H
 #define QZ_TESTS_OFFLINE_OFFLINETEST_H
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
 #include <regex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "delivery/XMLTransmitter.h"
@@ -58,6 +60,17 @@ inline std::filesystem::path StoreBatch(OfflineData& store, uint64_t time, uint6
   }
   return std::filesystem::path(std::u16string(finalName.ToString(),
                                               finalName.ToString() + finalName.StrLen()));
+}
+
+// Polls condition until it holds (true) or milliseconds have passed (false).
+template <typename Condition>
+bool WaitFor(Condition condition, int milliseconds) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
 }
 
 inline std::string ReadBytes(const std::filesystem::path& path) {

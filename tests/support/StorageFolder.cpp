@@ -22,19 +22,16 @@ QZString PathText(const std::filesystem::path& path) {
   return QZString(text.begin(), text.end());
 }
 
-StorageFolder::StorageFolder() : owned_(true) {
-  static std::atomic<int> serial{0};
-  const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
-  base_ = std::filesystem::temp_directory_path() /
-          ("qz-storage-" + std::to_string(stamp) + "-" + std::to_string(serial++));
-  std::filesystem::create_directories(base_);
-  std::lock_guard<std::mutex> guard(g_mutex);
-  previous_ = g_current;
-  g_current = this;
-  previousOverride_ = testhooks::SetStorageFolderOverride(&StorageFolder::Resolve);
-}
+StorageFolder::StorageFolder() : StorageFolder(std::filesystem::temp_directory_path(), Use::kFresh) {}
 
-StorageFolder::StorageFolder(const std::filesystem::path& base) : base_(base), owned_(false) {
+StorageFolder::StorageFolder(const std::filesystem::path& folder, Use use)
+    : base_(folder), owned_(use == Use::kFresh) {
+  if (owned_) {
+    static std::atomic<int> serial{0};
+    const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
+    base_ /= "qz-storage-" + std::to_string(stamp) + "-" + std::to_string(serial++);
+    std::filesystem::create_directories(base_);
+  }
   std::lock_guard<std::mutex> guard(g_mutex);
   previous_ = g_current;
   g_current = this;

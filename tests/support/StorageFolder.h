@@ -16,11 +16,13 @@ namespace test {
 
 class StorageFolder {
  public:
-  // A fresh, empty folder in the system's temporary folder, removed with
-  // everything in it at the end.
+  enum class Use {
+    kFresh,    // a new, empty folder inside the one given, removed with everything in it at the end
+    kExisting  // the folder given (a helper process shares its parent's), left in place
+  };
+  // A fresh folder in the system's temporary folder.
   StorageFolder();
-  // An existing folder (a helper process shares its parent's), left in place.
-  explicit StorageFolder(const std::filesystem::path& base);
+  StorageFolder(const std::filesystem::path& folder, Use use);
   // The storage folders in use before come back.
   ~StorageFolder();
   StorageFolder(const StorageFolder&) = delete;
