@@ -186,16 +186,16 @@ bool PosixOfflineData::GetStorageRoot(int32_t folder) {
     Platform::LogError(kStorageRootSource, message);
     return false;
   }
-  const std::string company = base + "/Tessary Solutions";
-  const std::string root = company + "/QZ Storage";
-  if (folder == kMachineFolder && !MayWrite(root, company, base)) {
+  const std::string vendor = base + "/Tessary Solutions";
+  const std::string root = vendor + "/QZ Storage";
+  if (folder == kMachineFolder && !MayWrite(root, vendor, base)) {
     // Usual for a user who may not write there; the per-user folder serves.
     LogPath(kStorageRootSource, "No write access to the shared storage in ", base,
             &Platform::LogInfo);
     return false;
   }
   shared = folder == kMachineFolder;
-  for (const std::string* path : {&company, &root}) {
+  for (const std::string* path : {&vendor, &root}) {
     if (!GetDir(*path)) {
       LogPath(kStorageRootSource, "Unable to get/create ", *path);
       return false;

@@ -19,7 +19,6 @@ using test::ReadBytes;
 using test::RecordingTransmitter;
 using test::StorageFolder;
 using test::U8;
-using test::W;
 using test::WriteBytes;
 namespace fs = std::filesystem;
 
@@ -117,27 +116,6 @@ TEST_F(OfflineDataTest, DamagedRecordsAreRejected) {
   EXPECT_FALSE(reader->Read(name.c_str()));
   WriteBytes(path, record);
   EXPECT_TRUE(reader->Read(name.c_str()));
-}
-
-TEST_F(OfflineDataTest, NamesSortByStoredTimeInTheCompanyFolder) {
-  auto store = NewStore(true);
-  StringBuf name;
-  ASSERT_TRUE(store->CreateFileName(name, kTime));
-  EXPECT_EQ(U8(test::PathText(AppRoot() / ("00000MI3JX1IG-" + U8(kApplication) + ".QZ"))),
-            U8(name.ToString()));
-  ASSERT_TRUE(store->CreateFileName(name, 0));
-  EXPECT_EQ("0000000000000-" + U8(kApplication) + ".QZ",
-            fs::path(test::QZString(name.ToString())).filename().string());
-
-  StringBuf temp;
-  ASSERT_TRUE(store->CreateTempFileName(temp));
-  const fs::path tempPath(test::QZString(temp.ToString()));
-  EXPECT_EQ(AppRoot(), tempPath.parent_path());
-  EXPECT_TRUE(fs::exists(tempPath) && fs::file_size(tempPath) == 0);
-  const fs::path stored = Stored(kTime + 1, "<m/>");
-  LogCapture log;
-  EXPECT_FALSE(store->Rename(temp, test::PathText(stored).c_str()));
-  EXPECT_TRUE(fs::exists(tempPath));
 }
 
 TEST_F(OfflineDataTest, SendNextPostsTheOldestUnderItsOwnIdentityAndDeletesIt) {
