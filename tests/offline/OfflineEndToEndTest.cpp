@@ -30,7 +30,7 @@ namespace fs = std::filesystem;
 const ExtendedKeys* const kNoKeys = nullptr;
 
 // Message ids of the message elements of a batch, in order.
-std::vector<std::string> MessageIds(const std::string& batch) {
+std::vector<std::string> BatchMessageIds(const std::string& batch) {
   static const std::regex kMessage(
       "<(?:app-start|app-stop|session-start|session-stop|feature) generated=\"[^\"]*\" id=\"([^\"]+)\"");
   std::vector<std::string> ids;
@@ -103,7 +103,7 @@ TEST_F(OfflineEndToEndTest, BatchesStoredWhileTheEndpointIsDownArriveLaterOnceOl
   auto reader = test::NewStore(false);
   for (const std::string& name : Stored()) {
     ASSERT_TRUE(reader->Read(test::PathText(AppRoot() / name).c_str()));
-    for (const std::string& id : MessageIds(U8(reader->GetMessagesText()))) expected.push_back(id);
+    for (const std::string& id : BatchMessageIds(U8(reader->GetMessagesText()))) expected.push_back(id);
   }
   ASSERT_EQ(3u, Stored().size());
   ASSERT_EQ(3u * 5, expected.size());
@@ -124,7 +124,7 @@ TEST_F(OfflineEndToEndTest, BatchesStoredWhileTheEndpointIsDownArriveLaterOnceOl
     if (platform[0].find(" offline") == std::string::npos) continue;
     EXPECT_EQ(std::vector<std::string>{U8(kApplication)}, request.Values("X-QZ-AID"));
     EXPECT_EQ(std::string::npos, request.body.find("agent-name")) << request.body;
-    for (const std::string& id : MessageIds(request.body)) arrived.push_back(id);
+    for (const std::string& id : BatchMessageIds(request.body)) arrived.push_back(id);
   }
   EXPECT_EQ(expected, arrived);
   EXPECT_TRUE(Stored().empty());
@@ -146,7 +146,7 @@ TEST_F(OfflineEndToEndTest, AnOfflineRunStoresEverythingAndSendsNothing) {
   for (const std::string& name : Stored()) {
     ASSERT_TRUE(reader->Read(test::PathText(AppRoot() / name).c_str()));
     EXPECT_EQ("Editor", U8(reader->GetApplicationName()));
-    messages += MessageIds(U8(reader->GetMessagesText())).size();
+    messages += BatchMessageIds(U8(reader->GetMessagesText())).size();
   }
   EXPECT_EQ(2u * 5, messages);
 }
