@@ -1,5 +1,7 @@
 #include "qz/API.h"
 
+#include <vector>
+
 #include "api/Guid.h"
 #include "api/RunState.h"
 #include "delivery/MessageQueue.h"
@@ -14,6 +16,7 @@
 #include "messages/SessionStart.h"
 #include "messages/SessionStop.h"
 #include "messages/UserTag.h"
+#include "offline/OfflineStorageSenderThread.h"
 #include "platform/Platform.h"
 #include "qz/BinaryInfo.h"
 #include "qz/Configuration.h"
@@ -30,6 +33,13 @@ const int32_t API::LOG_ERROR = Platform::LOG_ERROR;
 namespace {
 
 const QZChar kStartSource[] = QZ_TEXT("API::ApplicationStart");
+
+// REQUIRES: the global lock (the only caller of StopRuntime holds it).
+std::vector<OfflineStorageSenderThread*>& AbandonedSenders() {
+  static std::vector<OfflineStorageSenderThread*>* abandoned =
+      new std::vector<OfflineStorageSenderThread*>();
+  return *abandoned;
+}
 
 // REQUIRES: the global lock is held.
 void QueueMessage(RunState& run, Message* message) {
@@ -62,6 +72,11 @@ void StartRuntime(RunState& run, const FlowController* flow, const BinaryInfo* b
   }
 
   run.featureCorrelator = new FeatureCorrelator();
+  // Made before the transmitter thread runs: it copies the flow controller,
+  // which that thread changes from then on.
+  if (!config.IsOffline()) {
+    run.offlineSender = new OfflineStorageSenderThread(&config, &run.flowController);
+  }
   run.messageQueue = new MessageQueue(&config, &run.flowController);
   run.messageQueue->Start();
 
@@ -75,7 +90,7 @@ void StartRuntime(RunState& run, const FlowController* flow, const BinaryInfo* b
     QueueMessage(run, new qz::SessionStart(config.GetDefaultSession(), binaryInfo, keys));
   }
 
-  // The offline sender joins with the offline storage; until then there is none.
+  if (run.offlineSender != nullptr) run.offlineSender->Start();
   run.started.store(true, std::memory_order_release);
 }
 
@@ -99,6 +114,18 @@ void StopRuntime(RunState& run, const BinaryInfo* binaryInfo, const ExtendedKeys
     run.messageQueue->Stop();
     delete run.messageQueue;
     run.messageQueue = nullptr;
+  }
+
+  if (run.offlineSender != nullptr) {
+    if (run.offlineSender->Stop()) {
+      delete run.offlineSender;
+    } else {
+      // Its thread still runs and uses it, so it must stay allocated; keeping
+      // it listed says the memory is held on purpose.
+      Platform::LogError(QZ_TEXT("API::ApplicationStop"), QZ_TEXT("Offline sender abandoned"));
+      AbandonedSenders().push_back(run.offlineSender);
+    }
+    run.offlineSender = nullptr;
   }
 
   // The queue is gone, so no message refers to the host and user elements any more.
@@ -289,6 +316,7 @@ void API::SetSendDisabled(bool disabled) {
   run.configuration.SetSendDisabled(disabled);
   run.flowController.SetSendDisabled(disabled);
   if (run.messageQueue != nullptr) run.messageQueue->SetSendDisabled(disabled);
+  if (run.offlineSender != nullptr) run.offlineSender->SetSendDisabled(disabled);
 }
 
 void API::SendMessages() {
@@ -296,6 +324,7 @@ void API::SendMessages() {
   if (!run.started.load(std::memory_order_acquire)) return;
   MutexLock guard(GlobalLock());
   if (run.messageQueue != nullptr) run.messageQueue->SendMessages();
+  if (run.offlineSender != nullptr) run.offlineSender->SendNow();
 }
 
 // The lock costs little here and keeps a concurrent start or stop from

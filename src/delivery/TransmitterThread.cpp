@@ -18,6 +18,7 @@ namespace {
 
 const QZChar kProcessSource[] = QZ_TEXT("TransmitterThread::ProcessQueue");
 const QZChar kStoreSource[] = QZ_TEXT("TransmitterThread::StoreOffline");
+constexpr uint64_t kStoreNameAttempts = 8;
 
 void LogCount(const QZChar* source, const QZChar* prefix, uint64_t count, const QZChar* suffix) {
   StringBuf text(prefix);
@@ -178,7 +179,7 @@ void TransmitterThread::ProcessQueue() {
 
 bool TransmitterThread::StoreOffline(uint64_t count, const StringBuf& text) {
   if (offlineData == nullptr) {
-    // No store on this platform yet: the batch cannot be kept.
+    // Storage was wanted, but no store could be made: the batch cannot be kept.
     LogCount(kStoreSource, QZ_TEXT("No offline storage; discarded "), count, QZ_TEXT(" messages"));
     return false;
   }
@@ -195,15 +196,19 @@ bool TransmitterThread::StoreOffline(uint64_t count, const StringBuf& text) {
     Platform::LogError(kStoreSource, message);
     return false;
   }
-  if (offlineData->Rename(tempName, finalName)) {
-    Platform::LogInfo(kStoreSource, finalName);
-    return true;
+  // Another instance of this application may have stored a batch in the same
+  // millisecond; the name of a later millisecond keeps the order as well.
+  for (uint64_t later = 1; !offlineData->Rename(tempName, finalName); ++later) {
+    if (later == kStoreNameAttempts || !offlineData->CreateFileName(finalName, now + later)) {
+      StringBuf message(QZ_TEXT("Rename("));
+      message.Append(tempName).Append(QZ_TEXT(", ")).Append(finalName).Append(QZ_TEXT(") failed"));
+      Platform::LogError(kStoreSource, message);
+      offlineData->Delete(tempName);
+      return false;
+    }
   }
-  StringBuf message(QZ_TEXT("Rename("));
-  message.Append(tempName).Append(QZ_TEXT(", ")).Append(finalName).Append(QZ_TEXT(") failed"));
-  Platform::LogError(kStoreSource, message);
-  offlineData->Delete(tempName);
-  return false;
+  Platform::LogInfo(kStoreSource, finalName);
+  return true;
 }
 
 }  // namespace qz

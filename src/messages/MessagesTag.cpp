@@ -39,18 +39,22 @@ StringBuf& MessagesTag::WriteBatch(StringBuf& out, const MessageList* messages) 
   return out;
 }
 
+void MessagesTag::WriteSchemaAttributes(StringBuf& out) {
+  StringBuf schema(64);
+  schema.Append("http://").Append(QZ_SCHEMA_HOST_TEXT).Append("/services/messaging");
+  WriteAttribute(out, QZ_TEXT("xmlns:xsi"), QZ_TEXT("http://www.w3.org/2001/XMLSchema-instance"));
+  WriteAttribute(out, QZ_TEXT("xsi:noNamespaceSchemaLocation"), schema);
+}
+
 void MessagesTag::WriteAttributes(StringBuf& out) {
   PlatformInfo platform;
   Platform::GetPlatformInfo(platform);
-  StringBuf schema(64);
-  schema.Append("http://").Append(QZ_SCHEMA_HOST_TEXT).Append("/services/messaging");
   StringBuf batchID;
   Platform::NewGUID(batchID);
   StringBuf sent;
   Platform::GetTimeString(sent);
 
-  WriteAttribute(out, QZ_TEXT("xmlns:xsi"), QZ_TEXT("http://www.w3.org/2001/XMLSchema-instance"));
-  WriteAttribute(out, QZ_TEXT("xsi:noNamespaceSchemaLocation"), schema);
+  WriteSchemaAttributes(out);
   WriteAttribute(out, QZ_TEXT("protocol"), int32_t(3));
   WriteAttribute(out, QZ_TEXT("agent-name"), platform.name);
   WriteAttribute(out, QZ_TEXT("agent-version"), platform.version);

@@ -26,6 +26,10 @@ class MessagesTag : public Tag {
   // Only WriteBatch writes the envelope.
   StringBuf& Write(StringBuf& out) override { return out; }
 
+  // The envelope's first two attributes, the XML schema namespace and the
+  // schema's location; stored batches are sent with the same.
+  static void WriteSchemaAttributes(StringBuf& out);
+
  protected:
   void WriteAttributes(StringBuf& out) override;
   bool HasChildren() override { return true; }

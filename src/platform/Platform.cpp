@@ -11,6 +11,7 @@ namespace {
 std::atomic<Platform*> g_singleton{nullptr};
 std::atomic<testhooks::LogSink*> g_logSink{nullptr};
 std::atomic<testhooks::ClockFunction> g_clockOverride{nullptr};
+std::atomic<testhooks::StorageFolderFunction> g_storageFolderOverride{nullptr};
 
 void Capture(int32_t level, const QZChar* source, const QZChar* message) {
   testhooks::LogSink* sink = g_logSink.load(std::memory_order_acquire);
@@ -24,6 +25,12 @@ LogSink* SetLogSink(LogSink* sink) { return g_logSink.exchange(sink, std::memory
 LogSink* GetLogSink() { return g_logSink.load(std::memory_order_acquire); }
 ClockFunction SetClockOverride(ClockFunction clock) {
   return g_clockOverride.exchange(clock, std::memory_order_acq_rel);
+}
+StorageFolderFunction SetStorageFolderOverride(StorageFolderFunction folders) {
+  return g_storageFolderOverride.exchange(folders, std::memory_order_acq_rel);
+}
+StorageFolderFunction GetStorageFolderOverride() {
+  return g_storageFolderOverride.load(std::memory_order_acquire);
 }
 }  // namespace testhooks
 

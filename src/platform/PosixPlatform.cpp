@@ -16,6 +16,7 @@
 #include "delivery/PosixThread.h"
 #include "delivery/PosixThreadID.h"
 #include "delivery/PosixXMLTransmitter.h"
+#include "offline/PosixOfflineData.h"
 #include "platform/DefaultEndpoint.h"
 #include "types/Utf8.h"
 
@@ -131,7 +132,7 @@ XMLTransmitter* PosixPlatform::DoNewXMLTransmitter(Configuration* configuration)
   return configuration != nullptr ? new PosixXMLTransmitter(*configuration) : nullptr;
 }
 
-OfflineData* PosixPlatform::DoNewOfflineData() { return nullptr; }
+OfflineData* PosixPlatform::DoNewOfflineData() { return new (std::nothrow) PosixOfflineData(); }
 
 void PosixPlatform::DoApplyDefaultEndpoint(Configuration* configuration) {
   ApplyDefaultEndpointTo(configuration);

@@ -8,6 +8,9 @@
 #include "qz/export.h"
 
 namespace qz {
+
+class StringBuf;
+
 namespace testhooks {
 
 // Receives every log call that passes the level test, before the platform's
@@ -26,6 +29,17 @@ LogSink* GetLogSink();
 // Returns the override that was installed before.
 using ClockFunction = uint64_t (*)();
 ClockFunction SetClockOverride(ClockFunction clock);
+
+// Replaces the system folders below which offline storage makes its own
+// ("Tessary Solutions" and "QZ Storage" inside one of them). Asked for each
+// candidate in turn: on Windows the shell folder identifiers 35, 28 and 26,
+// on Linux 0 for the per-machine folder and 1 for the per-user one. Sets path
+// and returns true, or returns false when that folder is not available. Called
+// from any thread. Null restores the system's folders; returns the override
+// installed before.
+using StorageFolderFunction = bool (*)(int32_t folder, StringBuf& path);
+StorageFolderFunction SetStorageFolderOverride(StorageFolderFunction folders);
+StorageFolderFunction GetStorageFolderOverride();
 
 }  // namespace testhooks
 }  // namespace qz

@@ -8,6 +8,7 @@
 #include "delivery/Win32Thread.h"
 #include "delivery/Win32ThreadID.h"
 #include "delivery/Win32XMLTransmitter.h"
+#include "offline/Win32OfflineData.h"
 #include "platform/DefaultEndpoint.h"
 
 namespace qz {
@@ -87,7 +88,7 @@ XMLTransmitter* Win32Platform::DoNewXMLTransmitter(Configuration* configuration)
   return configuration != nullptr ? new Win32XMLTransmitter(*configuration) : nullptr;
 }
 
-OfflineData* Win32Platform::DoNewOfflineData() { return nullptr; }
+OfflineData* Win32Platform::DoNewOfflineData() { return new (std::nothrow) Win32OfflineData(); }
 
 void Win32Platform::DoApplyDefaultEndpoint(Configuration* configuration) {
   ApplyDefaultEndpointTo(configuration);

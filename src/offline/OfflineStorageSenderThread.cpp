@@ -1,0 +1,118 @@
+#include "offline/OfflineStorageSenderThread.h"
+
+#include "delivery/IThread.h"
+#include "delivery/Mutex.h"
+#include "delivery/XMLTransmitter.h"
+#include "offline/OfflineData.h"
+#include "platform/Platform.h"
+#include "qz/Configuration.h"
+
+namespace qz {
+
+OfflineStorageSenderThread::OfflineStorageSenderThread(const Configuration* configuration,
+                                                       const FlowController* flow) {
+  if (configuration != nullptr) {
+    transmitter = Platform::NewXMLTransmitter(const_cast<Configuration*>(configuration));
+  }
+  offlineData = Platform::NewOfflineData();
+  if (offlineData != nullptr && configuration != nullptr) {
+    // Every other field comes from each record read.
+    offlineData->SetCompanyID(configuration->GetCompanyID());
+    offlineData->SetApplicationID(configuration->GetApplicationID());
+  }
+  flowController = flow;
+  stateLock = Platform::NewMutex();
+  // Everything Run touches exists before the thread does.
+  thread = Platform::NewThread(this);
+  if (thread != nullptr && configuration != nullptr) {
+    thread->SetStopTimeout(configuration->GetEndpointTimeout() + 2000);
+  }
+}
+
+OfflineStorageSenderThread::~OfflineStorageSenderThread() {
+  Stop();
+  // Joins a thread that ended by itself.
+  delete thread;
+  delete stateLock;
+  delete offlineData;
+  delete transmitter;
+}
+
+void OfflineStorageSenderThread::Start() {
+  MutexLock guard(stateLock);
+  if (!running.load() && thread != nullptr) {
+    // Run tests the flag first, so it must be set before the thread starts.
+    running.store(true);
+    thread->Start();
+  }
+}
+
+bool OfflineStorageSenderThread::Stop() {
+  MutexLock guard(stateLock);
+  if (!running.exchange(false) || thread == nullptr) return true;
+  // Where a thread cannot be killed, a post to a silent server must give up
+  // in time for the thread to end within its stop timeout.
+  const uint32_t timeout = thread->GetStopTimeout();
+  if (transmitter != nullptr) transmitter->AbortAfter(timeout > 2000 ? timeout - 1000 : timeout / 2);
+  thread->Stop();
+  if (thread->HasEnded()) return true;
+  if (transmitter != nullptr) transmitter->Abort();
+  return false;
+}
+
+void OfflineStorageSenderThread::SendNow() {
+  MutexLock guard(stateLock);
+  if (running.load() && thread != nullptr) {
+    sendNowRequested.store(true);
+    thread->Wake();
+  }
+}
+
+void OfflineStorageSenderThread::SetSendDisabled(bool disabled) {
+  MutexLock guard(stateLock);
+  if (running.load() && thread != nullptr) {
+    flowController.SetSendDisabled(disabled);
+    if (!disabled) thread->Wake();
+  }
+}
+
+void OfflineStorageSenderThread::Run() {
+  bool first = true;
+  uint32_t interval = flowController.GetInterval(0);
+  while (running.load()) {
+    if (first) {
+      first = false;
+    } else {
+      StringBuf message(QZ_TEXT("Sleep("));
+      message.Append(interval, 10).Append(QZ_TEXT(")"));
+      Platform::LogInfo(QZ_TEXT("OfflineStorageManager:Run"), message);
+      thread->Sleep(interval);
+    }
+    uint64_t sent = 0;
+    if (running.load()) {
+      if (sendNowRequested.exchange(false) || flowController.OKToTransmit()) sent = SendOne();
+    }
+    interval = flowController.GetInterval(static_cast<size_t>(sent));
+  }
+}
+
+uint64_t OfflineStorageSenderThread::SendOne() {
+  if (offlineData == nullptr || transmitter == nullptr) return 0;
+  switch (offlineData->SendNext(*transmitter)) {
+    case OfflineData::kBatchFailed:
+      flowController.OnSend(false);
+      return 0;
+    case OfflineData::kNothingStored:
+      // Nothing left, and nothing of this run will be stored: done.
+      if (!flowController.IsSupportOfflineStorage()) running.store(false);
+      return 0;
+    case OfflineData::kSent:
+      flowController.OnSend(true);
+      return offlineData->GetMessageCount();
+    default:
+      // Another sender holds the lock, or no folder: the next pass tries again.
+      return 0;
+  }
+}
+
+}  // namespace qz
