@@ -1,6 +1,6 @@
 # Tests of the installed and packaged library (scripts in tests/packaging/).
-# Natively they need a library without sanitizers, which only the host's own
-# programs could load; the test command runs them in its release and win stages.
+# They build programs outside this project, which cannot load a library built
+# with sanitizers; the test command runs them in its release and win stages.
 if(QZ_SANITIZER)
   return()
 endif()

@@ -27,14 +27,16 @@ root=$scratch/root
 dpkg -x "$runtime" "$root" && dpkg -x "$dev" "$root" || abort "dpkg -x failed"
 depends=$(dpkg-deb -f "$runtime" Depends)
 for needed in $(readelf -d "$root/usr/lib/libqz.so.$QZ_VERSION" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'); do
-  package=$(dpkg -S "*/$needed" 2>/dev/null | head -n 1 | sed 's/[:,].*//')
-  if [ -z "$package" ]; then
-    fault "no installed package provides $needed"
-  elif ! echo ", $depends" | grep -q ", $package\( \|,\|$\)"; then
-    fault "libqz$major needs $needed from $package, but depends only on: $depends"
-  fi
+  # Any installed package that holds a library of that name (other
+  # architectures' too) will do.
+  packages=$(dpkg -S "*/$needed" 2>/dev/null | sed 's/[:,].*//' | sort -u)
+  found=
+  for package in $packages; do
+    echo ", $depends" | grep -q ", $package\( \|,\|$\)" && found=$package
+  done
+  [ -n "$found" ] || fault "libqz$major needs $needed (from: $packages), but depends only on: $depends"
 done
-echo "$(dpkg-deb -f "$dev" Depends)" | grep -qF "libqz$major (= $QZ_VERSION)" ||
+dpkg-deb -f "$dev" Depends | grep -qF "libqz$major (= $QZ_VERSION)" ||
   fault "libqz-dev does not depend on libqz$major (= $QZ_VERSION)"
 
 build_consumer "$root/usr" "$scratch/cmake"
