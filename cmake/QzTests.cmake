@@ -53,7 +53,7 @@ else()
   set(QZ_EXPORT_TOOL ${CMAKE_NM})
 endif()
 add_test(NAME exports COMMAND sh ${CMAKE_SOURCE_DIR}/tests/library/check_exports.sh
-  $<TARGET_FILE:qz> ${CMAKE_SOURCE_DIR}/include/qz ${QZ_OS} ${QZ_EXPORT_TOOL})
+  $<TARGET_FILE:qz> ${CMAKE_SOURCE_DIR}/include/qz ${QZ_OS} ${QZ_EXPORT_TOOL} ${QZ_FLAT_EXPORTS_FILE})
 set_tests_properties(exports PROPERTIES TIMEOUT 120)
 
 # Tests that post to a loopback collection endpoint: ctest starts

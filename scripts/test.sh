@@ -3,8 +3,10 @@
 #   asan     native, AddressSanitizer + UndefinedBehaviorSanitizer (benchmarks compiled too)
 #   tsan     native, ThreadSanitizer
 #   release  native, no sanitizers: also the Python and C# example hosts, which
-#            cannot load a sanitizer-instrumented libqz.so
-#   win      Windows x64 cross-build (MinGW-w64), tests run under Wine
+#            cannot load a sanitizer-instrumented libqz.so, and the install and
+#            Debian package tests
+#   win      Windows x64 cross-build (MinGW-w64), tests run under Wine, with the
+#            install, SDK archive and version resource tests
 # Usage: bash scripts/test.sh [asan|tsan|release|win]...     (no argument: all four)
 # Environment: QZ_BUILD_ROOT (default <repo>/build), QZ_JOBS (default nproc),
 # QZ_STAGE_TIMEOUT (seconds per stage, default 1500), QZ_CTEST_TIMEOUT
@@ -30,6 +32,7 @@ PACKAGES=(
   g++-mingw-w64-x86-64 g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
   wine wine64 python3 openssl ca-certificates mono-mcs mono-runtime
   libcpp-httplib-dev libxml2-dev libsqlite3-dev libpq-dev postgresql chromium
+  dpkg-dev llvm clang lld
 )
 
 # Exit codes of a stage, read by the summary.

@@ -4,7 +4,7 @@
     python3 host.py ENDPOINT [--https]
 
 ENDPOINT is a host, optional port and path without a scheme, for example
-127.0.0.1:8080/qz/Publish. The library is found as libqz.so (qzwin32.dll on
+127.0.0.1:8080/qz/Publish. The library is found as libqz.so.1 (qzwin32.dll on
 Windows) or at $QZ_LIBRARY. The run is the one demo/host_example.cpp reports
 with the C++ classes.
 """

@@ -1,7 +1,7 @@
 """Python binding of the qz telemetry library's flat interface, through ctypes.
 
     import qz
-    lib = qz.load()                      # libqz.so / qzwin32.dll, or $QZ_LIBRARY
+    lib = qz.load()                      # libqz.so.1 / qzwin32.dll, or $QZ_LIBRARY
     with qz.Configuration() as config, qz.ExtendedKeys() as keys:
         config.set_company_id("9531985D-5D9D-49F8-9818-E811892F902B")
         ...
@@ -111,7 +111,7 @@ def load(path: Optional[str] = None) -> ctypes.CDLL:
     global _lib
     if _lib is None:
         name = path or os.environ.get("QZ_LIBRARY") or (
-            "qzwin32.dll" if sys.platform == "win32" else "libqz.so")
+            "qzwin32.dll" if sys.platform == "win32" else "libqz.so.1")
         lib = ctypes.CDLL(name)
         for function, (result, arguments) in _SIGNATURES.items():
             f = getattr(lib, function)

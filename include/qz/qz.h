@@ -3,6 +3,7 @@
 #define QZ_QZ_H
 
 #include "qz/export.h"
+#include "qz/version.h"
 #include "qz/StringBuf.h"
 #include "qz/Configuration.h"
 #include "qz/ExtendedKeys.h"

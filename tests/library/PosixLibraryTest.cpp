@@ -14,14 +14,15 @@
 
 namespace {
 
-// Where the dynamic linker found the libqz.so this program is linked with.
+// Where the dynamic linker found the libqz.so this program is linked with
+// (by its SONAME, libqz.so.1).
 std::string LinkedLibraryPath() {
   std::string path;
   dl_iterate_phdr(
       [](dl_phdr_info* info, size_t, void* data) {
         const char* name = info->dlpi_name;
         const char* slash = name != nullptr ? strrchr(name, '/') : nullptr;
-        if (slash != nullptr && strcmp(slash + 1, "libqz.so") == 0) {
+        if (slash != nullptr && strncmp(slash + 1, "libqz.so", 8) == 0) {
           *static_cast<std::string*>(data) = name;
           return 1;
         }

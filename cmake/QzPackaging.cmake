@@ -1,0 +1,141 @@
+# The library's version, what `cmake --install` puts where (library, headers,
+# CMake package, pkg-config file), the packages `cpack` makes (the Windows SDK
+# archive, the Debian packages) and the tests of all of these.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# qz/version.h from the project's one version number, for the library, its
+# tests and every host.
+set(QZ_GENERATED_INCLUDE ${CMAKE_BINARY_DIR}/include)
+configure_file(${CMAKE_SOURCE_DIR}/include/qz/version.h.in ${QZ_GENERATED_INCLUDE}/qz/version.h
+  @ONLY)
+target_include_directories(qz_core PUBLIC ${QZ_GENERATED_INCLUDE})
+target_include_directories(qz
+  PRIVATE ${QZ_GENERATED_INCLUDE}
+  INTERFACE $<BUILD_INTERFACE:${QZ_GENERATED_INCLUDE}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+# The public C++ headers need C++11 (char16_t, <cstdint>); qz_flat.h is C99.
+target_compile_features(qz INTERFACE cxx_std_11)
+
+set_target_properties(qz PROPERTIES VERSION ${PROJECT_VERSION})
+if(WIN32)
+  # The version resource Explorer and installers read.
+  enable_language(RC)
+  target_sources(qz PRIVATE ${CMAKE_SOURCE_DIR}/src/platform/Win32Version.rc)
+
+  # MSVC and other non-GNU toolchains link the flat functions through an import
+  # library in their own format, made from a module-definition file.
+  set(QZ_DEF ${CMAKE_BINARY_DIR}/qzwin32.def)
+  list(JOIN QZ_FLAT_EXPORTS "\n  " QZ_DEF_LINES)
+  file(CONFIGURE OUTPUT ${QZ_DEF}
+    CONTENT "LIBRARY qzwin32.dll\nEXPORTS\n  ${QZ_DEF_LINES}\n")
+  find_program(QZ_DLLTOOL NAMES llvm-dlltool llvm-dlltool-14 ${CMAKE_DLLTOOL})
+  if(NOT QZ_DLLTOOL)
+    message(FATAL_ERROR "No dlltool for qzwin32.lib (Debian: llvm)")
+  endif()
+  set(QZ_MSVC_IMPORT_LIB ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/qzwin32.lib)
+  add_custom_command(OUTPUT ${QZ_MSVC_IMPORT_LIB}
+    COMMAND ${QZ_DLLTOOL} -m i386:x86-64 -d ${QZ_DEF} -l ${QZ_MSVC_IMPORT_LIB}
+    DEPENDS ${QZ_DEF} VERBATIM)
+  add_custom_target(qz_msvc_import_lib ALL DEPENDS ${QZ_MSVC_IMPORT_LIB})
+else()
+  set_target_properties(qz PROPERTIES SOVERSION ${PROJECT_VERSION_MAJOR})
+endif()
+
+# Installation, in three parts: the run-time library; what a developer builds
+# against; on Windows the SDK extras (examples and a README). Nothing else of
+# the build (tests, benchmarks, the static core) is installed.
+set(QZ_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/qz)
+install(TARGETS qz EXPORT qzTargets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+    NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/include/qz ${QZ_GENERATED_INCLUDE}/qz
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+  FILES_MATCHING PATTERN "*.h")
+install(EXPORT qzTargets NAMESPACE qz:: DESTINATION ${QZ_CMAKE_DIR} COMPONENT development)
+configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/packaging/qzConfig.cmake.in
+  ${CMAKE_BINARY_DIR}/qzConfig.cmake INSTALL_DESTINATION ${QZ_CMAKE_DIR})
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/qzConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/qzConfig.cmake ${CMAKE_BINARY_DIR}/qzConfigVersion.cmake
+  DESTINATION ${QZ_CMAKE_DIR} COMPONENT development)
+
+# qz.pc names the prefix it is installed under, which only the install step
+# knows (cpack installs under /usr, a user anywhere): the file is completed
+# then. The Windows SDK archive is unpacked anywhere: there the file finds the
+# prefix from its own place.
+if(WIN32)
+  set(QZ_PC_LIBRARY qzwin32)
+  file(RELATIVE_PATH QZ_PC_UP /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+  string(REGEX REPLACE "/$" "" QZ_PC_UP "${QZ_PC_UP}")
+  set(QZ_PC_PREFIX "\${pcfiledir}/${QZ_PC_UP}")
+else()
+  set(QZ_PC_LIBRARY qz)
+  set(QZ_PC_PREFIX "@CMAKE_INSTALL_PREFIX@")
+endif()
+foreach(dir LIBDIR INCLUDEDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${dir}}")
+    set(QZ_PC_${dir} "${CMAKE_INSTALL_${dir}}")
+  else()
+    set(QZ_PC_${dir} "\${prefix}/${CMAKE_INSTALL_${dir}}")
+  endif()
+endforeach()
+configure_file(${CMAKE_SOURCE_DIR}/cmake/packaging/qz.pc.in ${CMAKE_BINARY_DIR}/qz.pc.in @ONLY)
+install(CODE "configure_file(\"${CMAKE_BINARY_DIR}/qz.pc.in\" \"${CMAKE_BINARY_DIR}/qz.pc\" @ONLY)"
+  COMPONENT development)
+install(FILES ${CMAKE_BINARY_DIR}/qz.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)
+
+set(CPACK_COMPONENTS_ALL runtime development)
+if(WIN32)
+  install(FILES ${QZ_MSVC_IMPORT_LIB} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  install(FILES ${CMAKE_SOURCE_DIR}/cmake/packaging/README-sdk.txt DESTINATION .
+    RENAME README.txt COMPONENT sdk)
+  install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/c ${CMAKE_SOURCE_DIR}/examples/python
+    ${CMAKE_SOURCE_DIR}/examples/csharp DESTINATION examples COMPONENT sdk
+    PATTERN __pycache__ EXCLUDE)
+  install(FILES ${CMAKE_SOURCE_DIR}/demo/host_example.cpp DESTINATION examples/cpp
+    COMPONENT sdk)
+  list(APPEND CPACK_COMPONENTS_ALL sdk)
+endif()
+
+# Packages: `cpack` in the build folder writes them to its packages/ folder.
+set(CPACK_PACKAGE_NAME qz)
+set(CPACK_PACKAGE_VENDOR "Tessary Solutions")
+set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/packages)
+if(WIN32)
+  # One archive, bin/ lib/ include/ examples/ README.txt under qz-<version>-win64/.
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_SYSTEM_NAME win64)
+  set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
+  set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
+  set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
+else()
+  # libqz1 with the library, libqz-dev with the rest; dpkg-shlibdeps finds the
+  # run-time dependencies (libcurl, OpenSSL, the C++ runtime).
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_DEB_COMPONENT_INSTALL ON)
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Tessary Solutions")
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libqz${PROJECT_VERSION_MAJOR})
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqz-dev)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+  set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+  set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
+  # The first line of each is the package's summary.
+  set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "QZ usage telemetry client library
+The shared library libqz.so.${PROJECT_VERSION_MAJOR}: applications report their starts and stops, \
+sessions, feature use, performance probes and exceptions through it to a collection endpoint.")
+  set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "QZ usage telemetry client library (development files)
+Headers, the CMake package (find_package(qz)) and the pkg-config file (qz.pc).")
+endif()
+include(CPack)
+
+if(QZ_BUILD_TESTS)
+  include(${CMAKE_SOURCE_DIR}/cmake/packaging/QzPackagingTests.cmake)
+endif()

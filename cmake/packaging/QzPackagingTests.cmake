@@ -1,0 +1,26 @@
+# Tests of the installed and packaged library (scripts in tests/packaging/).
+# They build programs outside this project, which cannot load a library built
+# with sanitizers; the test command runs them in its release and win stages.
+if(QZ_SANITIZER)
+  return()
+endif()
+
+set(QZ_PACKAGING_TESTS ${CMAKE_SOURCE_DIR}/tests/packaging)
+set(QZ_PACKAGING_ENV
+  QZ_SOURCE_DIR=${CMAKE_SOURCE_DIR} QZ_BUILD_DIR=${CMAKE_BINARY_DIR} QZ_VERSION=${PROJECT_VERSION}
+  QZ_OS=${QZ_OS} QZ_CC=${CMAKE_C_COMPILER} QZ_FLAT_LIST=${QZ_FLAT_EXPORTS_FILE})
+if(WIN32)
+  list(APPEND QZ_PACKAGING_ENV QZ_EMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}
+    QZ_TOOLCHAIN=${CMAKE_TOOLCHAIN_FILE})
+  set(QZ_PACKAGING_SCRIPTS install sdk)
+  add_test(NAME dll_version COMMAND bash ${QZ_PACKAGING_TESTS}/check_dll_version.sh
+    $<TARGET_FILE:qz> ${CMAKE_RC_COMPILER} ${PROJECT_VERSION})
+  set_tests_properties(dll_version PROPERTIES TIMEOUT 60)
+else()
+  set(QZ_PACKAGING_SCRIPTS install deb)
+endif()
+foreach(name ${QZ_PACKAGING_SCRIPTS})
+  add_test(NAME package_${name} COMMAND bash ${QZ_PACKAGING_TESTS}/check_${name}.sh)
+  set_tests_properties(package_${name} PROPERTIES TIMEOUT 300
+    ENVIRONMENT "${QZ_PACKAGING_ENV}")
+endforeach()
