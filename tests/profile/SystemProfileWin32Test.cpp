@@ -1,0 +1,39 @@
+// What the profile holds under Wine: the real calls and WMI, with rows for
+// some classes and none for others.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "WrittenProfile.h"
+
+namespace qz {
+namespace {
+
+using test::ThisMachinesProfile;
+using test::WrittenProfile;
+
+TEST(SystemProfileWin32Test, WithFullDataEveryClassWithRowsShowsAndTheOthersAreLeftOut) {
+  const WrittenProfile& profile = ThisMachinesProfile(true, false);
+  for (const char* name : {"cpu", "memory", "disk", "network", "domain", "time-zone", "screen",
+                           "video"}) {
+    EXPECT_FALSE(profile.All(name).empty()) << name << " missing\n" << profile.text;
+  }
+  for (const char* name : {"page-file", "modem", "terminal-services"}) {
+    EXPECT_TRUE(profile.All(name).empty()) << name << " without a row\n" << profile.text;
+  }
+  EXPECT_TRUE(profile.message.Has("manufacturer")) << profile.text;
+  ASSERT_FALSE(HasFailure());
+  const auto* disk = profile.All("disk")[0];
+  EXPECT_EQ("C:", disk->Get("name"));
+  EXPECT_TRUE(disk->Has("fstype")) << profile.text;
+  EXPECT_TRUE(profile.All("cpu")[0]->Has("max-speed")) << profile.text;
+  const auto* video = profile.All("video")[0];
+  EXPECT_TRUE(video->Has("driver") && video->Has("memory")) << profile.text;
+  // The speed query picks the adapter's row by its hardware address.
+  bool speed = false;
+  for (const auto* network : profile.All("network")) speed |= network->Has("speed");
+  EXPECT_TRUE(speed) << profile.text;
+}
+
+}  // namespace
+}  // namespace qz
