@@ -15,6 +15,7 @@
 #include "messages/SessionStop.h"
 #include "messages/UserTag.h"
 #include "platform/Platform.h"
+#include "profile/SystemProfile.h"
 #include "qz/BinaryInfo.h"
 #include "qz/Configuration.h"
 #include "qz/ExceptionInfo.h"
@@ -399,14 +400,23 @@ void API::PerformanceProbe(const QZChar* name, const ExtendedKeys* keys) {
   PerformanceProbe(name, nullptr, nullptr, keys);
 }
 
-// The profile message arrives with its own subsystem; until then this
-// operation checks its arguments and queues nothing.
-void API::SystemProfile(const QZChar* session, const BinaryInfo* /*binaryInfo*/,
-                        const ExtendedKeys* /*keys*/) {
+void API::SystemProfile(const QZChar* session, const BinaryInfo* binaryInfo,
+                        const ExtendedKeys* keys) {
   const QZChar source[] = QZ_TEXT("API::SystemProfile");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
-  BuildAndQueue(run, source, session, [](const QZChar*) -> Message* { return nullptr; });
+  // Read before the lock: the collection is slow and holds up only this caller.
+  BuildAndQueue(run, source, session, [&](const QZChar* resolved) {
+    bool fullData = false;
+    bool omitPersonalInfo = false;
+    {
+      // The configuration is replaced at start, under the lock.
+      MutexLock guard(GlobalLock());
+      fullData = run.configuration.IsFullData();
+      omitPersonalInfo = run.configuration.IsOmitPersonalInfo();
+    }
+    return new qz::SystemProfile(resolved, binaryInfo, keys, fullData, omitPersonalInfo);
+  });
 }
 
 void API::SystemProfile(const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
