@@ -405,12 +405,12 @@ void API::SystemProfile(const QZChar* session, const BinaryInfo* binaryInfo,
   const QZChar source[] = QZ_TEXT("API::SystemProfile");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
-  // Read before the lock: the collection is slow and holds up only this caller.
+  // Collected outside the lock, so a slow reading holds up only this caller.
   BuildAndQueue(run, source, session, [&](const QZChar* resolved) {
     bool fullData = false;
     bool omitPersonalInfo = false;
     {
-      // The configuration is replaced at start, under the lock.
+      // Only the flags are read under it: a start replaces the configuration.
       MutexLock guard(GlobalLock());
       fullData = run.configuration.IsFullData();
       omitPersonalInfo = run.configuration.IsOmitPersonalInfo();
