@@ -29,7 +29,7 @@ std::string Written(TagList<TagType>& tags) {
   return text;
 }
 
-std::unique_ptr<NetworkAdapterInfo> Adapter(const char* ip, const char* description = "") {
+std::unique_ptr<NetworkAdapterInfo> Adapter(const char* ip, const char* description) {
   auto adapter = std::make_unique<NetworkAdapterInfo>();
   adapter->ipAddress = test::W(ip).c_str();
   adapter->description = test::W(description).c_str();
@@ -38,50 +38,37 @@ std::unique_ptr<NetworkAdapterInfo> Adapter(const char* ip, const char* descript
 
 TEST(HardwareTagsTest, ListElementsWriteWhatTheirRecordsHold) {
   auto cpu = std::make_unique<CpuInfo>();
-  CpuTag bareCpu(std::make_unique<CpuInfo>());
-  EXPECT_EQ("<cpu/>\n", Written(bareCpu));
   cpu->name = QZ_TEXT("CPU0");
   cpu->manufacturer = QZ_TEXT("Intel");
   cpu->addressWidth = 64;
-  cpu->currentSpeed = 2394;
   cpu->maxSpeed = 3400;
-  CpuTag fullCpu(std::move(cpu));
-  EXPECT_EQ("<cpu name=\"CPU0\" manufacturer=\"Intel\" address-width=\"64\" speed=\"2394\""
-            " max-speed=\"3400\"/>\n",
-            Written(fullCpu));
+  CpuTag cpuTag(std::move(cpu));
+  EXPECT_EQ("<cpu name=\"CPU0\" manufacturer=\"Intel\" address-width=\"64\" max-speed=\"3400\"/>\n",
+            Written(cpuTag));
 
-  // A drive without media keeps its zeros; file system and serial only with full data.
+  // A drive without media keeps its zeros.
   auto disk = std::make_unique<DiskInfo>();
   disk->name = QZ_TEXT("D:");
-  DiskTag empty(std::move(disk));
-  EXPECT_EQ("<disk name=\"D:\" size=\"0\" free=\"0\"/>\n", Written(empty));
+  DiskTag noMedia(std::move(disk));
+  EXPECT_EQ("<disk name=\"D:\" size=\"0\" free=\"0\"/>\n", Written(noMedia));
   disk = std::make_unique<DiskInfo>();
   disk->name = QZ_TEXT("C:");
-  disk->sizeMB = 5000000;  // beyond 32 bits in bytes, not in MiB
+  disk->sizeMB = 5000000;
   disk->freeMB = 1234;
   disk->fileSystem = QZ_TEXT("NTFS");
   disk->serial = QZ_TEXT("A4ED1437");
-  DiskTag full(std::move(disk));
+  DiskTag fullDisk(std::move(disk));
   EXPECT_EQ("<disk name=\"C:\" size=\"5000000\" free=\"1234\" fstype=\"NTFS\" serial=\"A4ED1437\"/>\n",
-            Written(full));
+            Written(fullDisk));
 
-  auto adapter = Adapter("192.168.1.20", "Intel(R) PRO/1000 & more");
+  auto adapter = Adapter("192.168.1.20", "PRO/1000 & more");
   adapter->macAddress = QZ_TEXT("00:1A:2B:3C:4D:5E");
   adapter->speedMbps = 10000;
-  adapter->maxSpeedMbps = 10000;
   adapter->dhcp = true;
   NetworkTag network(std::move(adapter));
-  EXPECT_EQ("<network conn-id=\"Intel(R) PRO/1000 &amp; more\" ip=\"192.168.1.20\""
-            " mac=\"00:1A:2B:3C:4D:5E\" speed=\"10000\" max-speed=\"10000\" dhcp=\"true\"/>\n",
+  EXPECT_EQ("<network conn-id=\"PRO/1000 &amp; more\" ip=\"192.168.1.20\" mac=\"00:1A:2B:3C:4D:5E\""
+            " speed=\"10000\" dhcp=\"true\"/>\n",
             Written(network));
-  NetworkTag omitted(Adapter("0.0.0.0"));
-  EXPECT_EQ("<network ip=\"0.0.0.0\"/>\n", Written(omitted));
-
-  auto file = std::make_unique<PageFileInfo>();
-  file->name = QZ_TEXT("C:\\pagefile.sys");
-  file->initialSize = 2048;
-  PageFileTag pageFile(std::move(file));
-  EXPECT_EQ("<page-file name=\"C:\\pagefile.sys\" initial=\"2048\"/>\n", Written(pageFile));
 }
 
 TEST(HardwareTagsTest, SingleElementsAreLeftOutWhileTheyHoldNothing) {
@@ -94,42 +81,23 @@ TEST(HardwareTagsTest, SingleElementsAreLeftOutWhileTheyHoldNothing) {
   VideoTag noVideo(video);
   SoundTag noSound(device);
   ModemTag noModem(device);
-  for (Tag* tag : {static_cast<Tag*>(&noMemory), static_cast<Tag*>(&noScreen),
-                   static_cast<Tag*>(&noVideo), static_cast<Tag*>(&noSound),
-                   static_cast<Tag*>(&noModem)}) {
-    EXPECT_EQ("", Written(*tag));
-  }
+  EXPECT_EQ("", Written(noMemory) + Written(noScreen) + Written(noVideo) + Written(noSound) +
+                    Written(noModem));
 
   memory.speed = 1333;
   MemoryTag speedOnly(memory);
   EXPECT_EQ("<memory speed=\"1333\"/>\n", Written(speedOnly));
-  memory.totalMB = 16384;
-  memory.capacityMB = 16384;
-  MemoryTag fullMemory(memory);
-  EXPECT_EQ("<memory total=\"16384\" capacity=\"16384\" speed=\"1333\"/>\n", Written(fullMemory));
-
   // Sizes from the system metrics when the display settings cannot be read.
   screen.width = 1024;
   screen.height = 768;
   ScreenTag metrics(screen);
   EXPECT_EQ("<screen width=\"1024\" height=\"768\"/>\n", Written(metrics));
-  screen.deviceName = QZ_TEXT("\\\\.\\DISPLAY1");
-  screen.refresh = 60;
-  ScreenTag settings(screen);
-  EXPECT_EQ("<screen name=\"\\\\.\\DISPLAY1\" width=\"1024\" height=\"768\" refresh=\"60\"/>\n",
-            Written(settings));
-
   video.name = QZ_TEXT("Wine Adapter");
   video.colors = uint64_t{1} << 32;
-  VideoTag plainVideo(video);
-  EXPECT_EQ("<video name=\"Wine Adapter\" colors=\"4294967296\"/>\n", Written(plainVideo));
-  video.driverVersion = QZ_TEXT("31.0.101.2111");
-  video.memoryMB = 1024;
-  VideoTag fullVideo(video);
-  EXPECT_EQ("<video name=\"Wine Adapter\" driver=\"31.0.101.2111\" colors=\"4294967296\""
-            " memory=\"1024\"/>\n",
-            Written(fullVideo));
-
+  video.memoryMB = 512;
+  VideoTag videoTag(video);
+  EXPECT_EQ("<video name=\"Wine Adapter\" colors=\"4294967296\" memory=\"512\"/>\n",
+            Written(videoTag));
   device.second = QZ_TEXT("HDA Intel PCH");
   SoundTag sound(device);
   EXPECT_EQ("<sound model=\"HDA Intel PCH\"/>\n", Written(sound));
@@ -140,14 +108,13 @@ TEST(HardwareTagsTest, SingleElementsAreLeftOutWhileTheyHoldNothing) {
 
 TEST(HardwareTagsTest, BuildersKeepThePlatformsOrderAndLeaveOutEmptyRecords) {
   TagList<NetworkTag> networks;
-  networks.push_back(std::make_unique<NetworkTag>(Adapter("10.9.9.9")));  // replaced, not kept
+  networks.push_back(std::make_unique<NetworkTag>(Adapter("10.9.9.9", "old")));  // replaced
   FactList<NetworkAdapterInfo> adapters;
   adapters.push_back(Adapter("10.0.0.1", "first"));
   adapters.push_back(Adapter("", "no address"));
-  adapters.push_back(Adapter("10.0.0.2", "second"));
+  adapters.push_back(Adapter("0.0.0.0", ""));
   FillNetworkTags(networks, std::move(adapters));
-  EXPECT_EQ("<network conn-id=\"first\" ip=\"10.0.0.1\"/>\n"
-            "<network conn-id=\"second\" ip=\"10.0.0.2\"/>\n",
+  EXPECT_EQ("<network conn-id=\"first\" ip=\"10.0.0.1\"/>\n<network ip=\"0.0.0.0\"/>\n",
             Written(networks));
 
   // A row with a name, or with only a size, still says something.
@@ -156,10 +123,12 @@ TEST(HardwareTagsTest, BuildersKeepThePlatformsOrderAndLeaveOutEmptyRecords) {
     files.push_back(std::make_unique<PageFileInfo>());
     files.back()->name = test::W(name).c_str();
   }
+  files[1]->initialSize = 2048;
   files[2]->maximumSize = 512;
   TagList<PageFileTag> pageFiles;
   FillPageFileTags(pageFiles, std::move(files));
-  EXPECT_EQ("<page-file name=\"/swap.img\"/>\n<page-file max=\"512\"/>\n", Written(pageFiles));
+  EXPECT_EQ("<page-file name=\"/swap.img\" initial=\"2048\"/>\n<page-file max=\"512\"/>\n",
+            Written(pageFiles));
 }
 
 }  // namespace
