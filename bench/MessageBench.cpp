@@ -7,6 +7,7 @@
 #include "messages/MessagesTag.h"
 #include "messages/PerformanceProbe.h"
 #include "platform/LibraryLoad.h"
+#include "profile/SystemProfile.h"
 #include "qz/BinaryInfo.h"
 #include "qz/Configuration.h"
 #include "qz/ExtendedKeys.h"
@@ -55,6 +56,18 @@ void BM_BuildPerformanceProbe(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_BuildPerformanceProbe);
+
+// A profile reads the whole machine on the host's thread (WMI on Windows).
+void BM_BuildSystemProfile(benchmark::State& state) {
+  qz::CreatePlatform();
+  const bool fullData = state.range(0) != 0;
+  for (auto _ : state) {
+    qz::SystemProfile message(kSession, nullptr, nullptr, fullData, false);
+    benchmark::DoNotOptimize(&message);
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_BuildSystemProfile)->ArgName("fullData")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 // The work the transmitter pays for one full batch.
 void BM_WriteBatchOf30(benchmark::State& state) {

@@ -70,6 +70,8 @@ class QZ_API API {
                                const ExtendedKeys* keys);
   static void PerformanceProbe(const QZChar* name, const ExtendedKeys* keys);
 
+  // Reads the whole machine before it returns (with full data, a dozen WMI
+  // queries on Windows): call it rarely, from a thread that can wait.
   static void SystemProfile(const QZChar* session, const BinaryInfo* binaryInfo,
                             const ExtendedKeys* keys);
   static void SystemProfile(const BinaryInfo* binaryInfo, const ExtendedKeys* keys);

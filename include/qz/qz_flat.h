@@ -127,6 +127,7 @@ QZ_API void FeatureTick(const QZChar* name, const QZChar* session,
                         const QZBinaryInfo* binaryInfo, const QZExtendedKeys* keys);
 QZ_API void PerformanceProbe(const QZChar* name, const QZChar* session,
                              const QZBinaryInfo* binaryInfo, const QZExtendedKeys* keys);
+/* Reads the whole machine before it returns: slow, call it rarely. */
 QZ_API void SystemProfile(const QZChar* session, const QZBinaryInfo* binaryInfo,
                           const QZExtendedKeys* keys);
 QZ_API void ReportException(const QZExceptionInfo* info, const QZChar* session,

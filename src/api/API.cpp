@@ -18,6 +18,7 @@
 #include "messages/UserTag.h"
 #include "offline/OfflineStorageSenderThread.h"
 #include "platform/Platform.h"
+#include "profile/SystemProfile.h"
 #include "qz/BinaryInfo.h"
 #include "qz/Configuration.h"
 #include "qz/ExceptionInfo.h"
@@ -428,14 +429,23 @@ void API::PerformanceProbe(const QZChar* name, const ExtendedKeys* keys) {
   PerformanceProbe(name, nullptr, nullptr, keys);
 }
 
-// The profile message arrives with its own subsystem; until then this
-// operation checks its arguments and queues nothing.
-void API::SystemProfile(const QZChar* session, const BinaryInfo* /*binaryInfo*/,
-                        const ExtendedKeys* /*keys*/) {
+void API::SystemProfile(const QZChar* session, const BinaryInfo* binaryInfo,
+                        const ExtendedKeys* keys) {
   const QZChar source[] = QZ_TEXT("API::SystemProfile");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
-  BuildAndQueue(run, source, session, [](const QZChar*) -> Message* { return nullptr; });
+  // Collected outside the lock, so a slow reading holds up only this caller.
+  BuildAndQueue(run, source, session, [&](const QZChar* resolved) {
+    bool fullData = false;
+    bool omitPersonalInfo = false;
+    {
+      // Only the flags are read under it: a start replaces the configuration.
+      MutexLock guard(GlobalLock());
+      fullData = run.configuration.IsFullData();
+      omitPersonalInfo = run.configuration.IsOmitPersonalInfo();
+    }
+    return new qz::SystemProfile(resolved, binaryInfo, keys, fullData, omitPersonalInfo);
+  });
 }
 
 void API::SystemProfile(const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {

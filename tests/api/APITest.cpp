@@ -140,6 +140,8 @@ TEST_F(APITest, EventOperationsRefuseBadNamesAndSessions) {
        "API::PerformanceProbe", "invalid session ID - x"},
       {[] { API::ReportException(ExceptionInfo(), QZ_TEXT("x"), nullptr, kNoKeys); },
        "API::ReportException", "invalid session ID - x"},
+      {[] { API::SystemProfile(QZ_TEXT("abc"), nullptr, kNoKeys); }, "API::SystemProfile",
+       "invalid session ID - abc"},
       {[] { API::ReportException(static_cast<const ExceptionInfo*>(nullptr), kNoKeys); }, "", nullptr},
       {[] { API::SessionStart(kSessionLower, kNoKeys); }, "", nullptr},
       {[] { API::FeatureTick(QZ_TEXT("Export"), kNoKeys); }, "", nullptr}};
@@ -175,6 +177,7 @@ TEST_F(APITest, HostObjectsMayGoAsSoonAsACallReturns) {
     API::ReportException(*std::make_unique<ExceptionInfo>(), info().get(), keys(i).get());
     API::PerformanceProbe(QZ_TEXT("Probe"), info().get(), keys(i).get());
   }
+  API::SystemProfile(info().get(), keys(7).get());
   API::SendMessages();
   API::ApplicationStop(keys(9).get());
   EXPECT_FALSE(API::IsApplicationStarted());
@@ -194,7 +197,7 @@ TEST_F(APITest, ManyHostThreadsAtOnce) {
       keys.Add(QZ_TEXT("thread"), t);
       while (!go.load()) std::this_thread::yield();
       for (int i = 0; i < 60; ++i) {
-        switch (random() % 12) {
+        switch (random() % 13) {
           case 0: API::ApplicationStart(&own, &info, &keys); break;
           case 1: if (random() % 4 == 0) API::ApplicationStop(&keys); break;
           case 2: API::SetOptIn(random() % 2 == 0); break;
@@ -206,6 +209,7 @@ TEST_F(APITest, ManyHostThreadsAtOnce) {
           case 8: API::FeatureTick(QZ_TEXT("T"), &keys); break;
           case 9: API::PerformanceProbe(QZ_TEXT("P"), &keys); break;
           case 10: API::ReportException(ExceptionInfo(), &info, &keys); break;
+          case 11: if (random() % 6 == 0) API::SystemProfile(&info, &keys); break;  // slow
           default: API::GetDefaultSession(); break;
         }
       }

@@ -197,6 +197,41 @@ TEST_F(EndToEndTest, BothApplicationMessagesDescribeTheSameHostAndUserAndFaultsA
   EXPECT_NE(std::string::npos, probe.find(" name=\"Startup\">\n<memory available=\"")) << probe;
 }
 
+TEST_F(EndToEndTest, EveryProfileCallArrivesWholeWithItsOwnIdButNoneWithoutOptIn) {
+  LogCapture log;
+  API::SystemProfile(kNoKeys);  // before the start
+  ASSERT_TRUE(API::ApplicationStart(&config, kNoKeys));
+  BinaryInfo info;
+  info.SetName(QZ_TEXT("editor.exe"));
+  API::SystemProfile(&info, kNoKeys);
+  API::SystemProfile(kSession, nullptr, kNoKeys);
+  API::SetOptIn(false);
+  API::SystemProfile(kNoKeys);
+  API::SetOptIn(true);
+  API::ApplicationStop(kNoKeys);
+
+  ASSERT_EQ(1, receiver.Count());
+  RecordedRequest request;
+  ASSERT_TRUE(receiver.Request(0, request));
+  const std::string& body = request.body;
+  std::vector<std::string> profiles;
+  for (size_t at = body.find("<system-profile "); at != std::string::npos;
+       at = body.find("<system-profile ", at + 1)) {
+    profiles.push_back(Element(body, "system-profile", at));
+  }
+  ASSERT_EQ(2u, profiles.size()) << body;
+  EXPECT_NE(Attribute(profiles[0], "id"), Attribute(profiles[1], "id"));
+  EXPECT_EQ(Attribute(body, "message-group"), Attribute(profiles[0], "session"));
+  EXPECT_EQ("6B0D549B-6F03-475A-9600-A35A099950D8", Attribute(profiles[1], "session"));
+  EXPECT_NE(std::string::npos, profiles[0].find(">\n<binary name=\"editor.exe\"/>\n")) << profiles[0];
+  for (const std::string& profile : profiles) {
+    for (const char* element : {"<disk name=", "<domain member=", "<time-zone zone="}) {
+      EXPECT_NE(std::string::npos, profile.find(element)) << element << "\n" << profile;
+    }
+  }
+  for (const auto& entry : log.Entries()) EXPECT_NE("API::SystemProfile", entry.source);
+}
+
 TEST_F(EndToEndTest, FailedPostsAreLoggedWithTheStatus) {
   ASSERT_TRUE(receiver.SetStatus(500));
   LogCapture log;
