@@ -197,7 +197,7 @@ void ParseCpuInfo(const std::string& text, uint32_t addressWidth, FactList<CpuIn
       auto cpu = std::make_unique<CpuInfo>();
       AppendFromUtf8(cpu->manufacturer, block["vendor_id"]);
       AppendFromUtf8(cpu->model, block["model name"]);
-      NameProcessor(*cpu, false, static_cast<uint32_t>(list.size()));
+      NameProcessor(*cpu, false, static_cast<uint32_t>(packages.size() - 1));
       cpu->addressWidth = addressWidth;
       cpu->currentSpeed = static_cast<uint32_t>(ToNumber(block["cpu MHz"]));
       list.push_back(std::move(cpu));
