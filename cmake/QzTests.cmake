@@ -11,6 +11,9 @@ target_include_directories(qz_test_support PUBLIC ${CMAKE_SOURCE_DIR}/src ${CMAK
 target_link_libraries(qz_test_support PUBLIC qz_core GTest::gtest)
 
 file(GLOB QZ_TEST_DIRS LIST_DIRECTORIES true ${CMAKE_SOURCE_DIR}/tests/*)
+if(NOT QZ_UNIT_TESTS)
+  set(QZ_TEST_DIRS "")
+endif()
 foreach(dir ${QZ_TEST_DIRS})
   get_filename_component(name ${dir} NAME)
   if(NOT IS_DIRECTORY ${dir} OR name STREQUAL "support" OR name STREQUAL "library")
