@@ -2,11 +2,12 @@
 // with a pause between bursts, while a started run posts to a loopback
 // endpoint, so the transmitter thread really runs beside the host.
 //
-//   qz_latency --endpoint HOST:PORT/PATH [--bursts N] [--pause-us N] [--case NAME]
+//   qz_latency --endpoint HOST:PORT/PATH [--bursts N] [--pause-us N] [--case NAME,...]
 //              [--threads 1,2] [--idle SECONDS]
 //
 // Prints Markdown table rows: case, host threads, p50, p99 and p99.9 in
-// microseconds, heap allocations and bytes per call on the calling thread.
+// microseconds, heap allocations and bytes per call on the calling thread;
+// on standard error, which thread measured what.
 // The program uses only the public headers and the shared library, as a host
 // does. The yardstick (built when spdlog is found) hands the same six values
 // to spdlog's asynchronous logger, whose null sink runs on a thread of its own.
@@ -23,6 +24,7 @@
 #include <thread>
 #include <vector>
 
+#include "ThreadNumber.h"
 #include "qz/qz.h"
 
 #ifdef QZ_BENCH_YARDSTICK
@@ -175,6 +177,9 @@ void Measure(const Case& c, int threads, int bursts, int pauseMicros, bool count
     workers.emplace_back([&, t] {
       Call call = c.make(t);
       Samples local[2];
+      // For traces of system calls made by the measured threads alone.
+      std::fprintf(stderr, "qz_latency: %s measured on thread %04llx\n", c.name,
+                   static_cast<unsigned long long>(ThreadNumber()));
       ready.fetch_add(1);
       while (ready.load() < threads) std::this_thread::yield();
       RunBursts(call, bursts, pauseMicros, local);
@@ -289,7 +294,7 @@ void MeasureIdle(int seconds) {
 
 int Usage(const char* program) {
   std::fprintf(stderr,
-               "usage: %s --endpoint HOST:PORT/PATH [--bursts N] [--pause-us N] [--case NAME]\n"
+               "usage: %s --endpoint HOST:PORT/PATH [--bursts N] [--pause-us N] [--case NAME,...]\n"
                "          [--threads 1,2] [--idle SECONDS]\n",
                program);
   return 2;
@@ -337,7 +342,9 @@ int main(int argc, char** argv) {
   } else {
     const bool countsKnown = QZ_BENCH_SHARED_HEAP != 0;
     for (const Case& c : Cases()) {
-      if (!only.empty() && only != c.name) continue;
+      if (!only.empty() && ("," + only + ",").find(std::string(",") + c.name + ",") == std::string::npos) {
+        continue;
+      }
       for (int threads : threadCounts) Measure(c, threads, bursts, pauseMicros, countsKnown);
     }
   }
