@@ -20,6 +20,8 @@ class QZ_API StringBuf {
   StringBuf& Append(const StringBuf& other);
   StringBuf& Append(const StringBuf& other, uint64_t start, uint64_t count);
   StringBuf& Append(const QZChar* text);
+  // Appends exactly count characters of text, NULs included.
+  StringBuf& Append(const QZChar* text, uint64_t count);
   StringBuf& Append(QZChar c);
   StringBuf& Append(const char* narrow);
   StringBuf& Append(int32_t value, int32_t radix);

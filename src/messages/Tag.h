@@ -3,6 +3,7 @@
 #ifndef QZ_MESSAGES_TAG_H
 #define QZ_MESSAGES_TAG_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "qz/StringBuf.h"
@@ -22,6 +23,16 @@ class Tag {
   // characters become entities, every code unit outside 32..126 a hex
   // character reference. Null or empty appends nothing.
   static void AppendEscaped(StringBuf& out, const QZChar* text);
+
+  // A literal's characters, counted by the compiler rather than at run time.
+  template <size_t N>
+  static void AppendLiteral(StringBuf& out, const QZChar (&text)[N]) {
+    out.Append(text, N - 1);
+  }
+  template <size_t N>
+  static constexpr uint64_t LiteralLength(const QZChar (&)[N]) {
+    return N - 1;
+  }
 
  protected:
   Tag() = default;

@@ -289,6 +289,11 @@ StringBuf& StringBuf::Append(const QZChar* text) {
   return *this;
 }
 
+StringBuf& StringBuf::Append(const QZChar* text, uint64_t count) {
+  if (text != nullptr) AppendChars(text, count);
+  return *this;
+}
+
 StringBuf& StringBuf::Append(QZChar c) {
   AppendChars(&c, 1);
   return *this;
