@@ -150,15 +150,10 @@ uint64_t PosixPlatform::DoGetTimeMillis() {
 }
 
 void PosixPlatform::DoFormatTime(uint64_t milliseconds, StringBuf& out) {
-  time_t seconds = static_cast<time_t>(milliseconds / 1000);
-  tm fields;
-  // Far beyond any calendar year an int holds: no text to give.
-  if (gmtime_r(&seconds, &fields) == nullptr) {
-    out.Clear();
-    return;
-  }
-  FormatTimeText(out, fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, fields.tm_hour,
-                 fields.tm_min, fields.tm_sec, static_cast<int>(milliseconds % 1000));
+  // Calendar arithmetic rather than gmtime_r, which takes the C library's
+  // time-zone lock; it gives the same text for every value.
+  out.Clear();
+  AppendTimeText(out, milliseconds);
 }
 
 void PosixPlatform::DoGetTimeString(StringBuf& out) { DoFormatTime(DoGetTimeMillis(), out); }
