@@ -42,7 +42,7 @@ class MessageQueueTest : public ::testing::Test {
       Message* message = new SessionStart(test::W("6B0D549B-6F03-475A-9600-A35A099950D8").c_str(),
                                           nullptr, nullptr);
       if (added != nullptr) added->push_back(message);
-      queue.Add(message);
+      delete queue.Add(message);
     }
   }
   // The default interval is 30 s, so a pass within this pause would be a wake.
@@ -79,8 +79,8 @@ TEST_F(MessageQueueTest, OverflowDropsTheOldestAndKeepsTheQueueSize) {
   std::vector<Message*> taken;
   queue.TakeAll(taken);
   ASSERT_EQ(30u, taken.size());
-  EXPECT_EQ(U8(added[1]->GetID().ToString()), U8(taken[0]->GetID().ToString()));
-  EXPECT_EQ(U8(added[30]->GetID().ToString()), U8(taken[29]->GetID().ToString()));
+  EXPECT_EQ(U8(added[1]->GetID()), U8(taken[0]->GetID()));
+  EXPECT_EQ(U8(added[30]->GetID()), U8(taken[29]->GetID()));
   for (Message* message : taken) delete message;
 }
 
