@@ -125,9 +125,12 @@ void BM_Batch20ToUtf8(benchmark::State& state) {
     owned.emplace_back(qz::Feature::CreateTick(kSession, QZ_TEXT("Export"), &info, &keys));
     list.push_back(owned.back().get());
   }
+  // Sized as the transmitter sizes it.
+  uint64_t room = 1024;
+  for (const qz::Message* message : list) room += message->WrittenLengthHint();
   uint64_t bytes = 0;
   for (auto _ : state) {
-    qz::StringBuf out(20 * 256);
+    qz::StringBuf out(room);
     envelope.WriteBatch(out, list);
     const std::string utf8 = qz::ToUtf8(out);
     bytes += utf8.size();
