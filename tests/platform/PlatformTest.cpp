@@ -98,6 +98,32 @@ TEST(Platform, TimeTextsAreUtc) {
   EXPECT_LT(std::llabs(static_cast<int64_t>(Platform::GetTimeMillis()) - system), 60000);
 }
 
+// The calendar arithmetic against known dates: leap days, a century without
+// one, the first five-digit year and the last millisecond there is.
+TEST(Platform, TimeTextsFollowTheCalendar) {
+  const struct {
+    uint64_t millis;
+    const char* text;
+  } cases[] = {{68169599999ULL, "1972-02-28T23:59:59.999Z"},
+               {68169600000ULL, "1972-02-29T00:00:00.000Z"},
+               {951868799999ULL, "2000-02-29T23:59:59.999Z"},
+               {4107542400000ULL, "2100-03-01T00:00:00.000Z"},
+               {253402300799999ULL, "9999-12-31T23:59:59.999Z"},
+               {253402300800000ULL, "10000-01-01T00:00:00.000Z"},
+               {UINT64_MAX, "584556019-04-03T14:25:51.615Z"}};
+  for (const auto& c : cases) {
+    StringBuf text(QZ_TEXT("at "));
+    AppendTimeText(text, c.millis);
+    EXPECT_EQ(std::string("at ") + c.text, U8(text.ToString()));
+  }
+  // The current time goes after what the text holds.
+  StringBuf now(QZ_TEXT("now "));
+  Platform::AppendTimeString(now);
+  EXPECT_TRUE(std::regex_match(U8(now.ToString()),
+                               std::regex("now \\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z")))
+      << U8(now.ToString());
+}
+
 TEST(Platform, GuidsAreWellFormedAndUniqueAcrossThreads) {
   const std::regex form("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
   std::vector<std::vector<std::string>> made(4);
