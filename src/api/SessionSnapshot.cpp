@@ -13,8 +13,8 @@ void SessionSnapshot::Store(const QZChar* session) {
   if (length > 0) std::memcpy(packed, session, length * sizeof(QZChar));
   const uint32_t start = sequence.load(std::memory_order_relaxed);
   sequence.store(start + 1, std::memory_order_relaxed);
-  std::atomic_thread_fence(std::memory_order_release);
-  for (size_t i = 0; i < kWords; ++i) words[i].store(packed[i], std::memory_order_relaxed);
+  // Release: a reader that sees any new word also sees the odd count.
+  for (size_t i = 0; i < kWords; ++i) words[i].store(packed[i], std::memory_order_release);
   sequence.store(start + 2, std::memory_order_release);
 }
 
@@ -23,8 +23,9 @@ void SessionSnapshot::Load(Text& out) const {
   for (;;) {
     const uint32_t before = sequence.load(std::memory_order_acquire);
     if ((before & 1) == 0) {
-      for (size_t i = 0; i < kWords; ++i) packed[i] = words[i].load(std::memory_order_relaxed);
-      std::atomic_thread_fence(std::memory_order_acquire);
+      // Acquire: the count is read again after the words, and a word of a
+      // store under way makes it read odd or changed.
+      for (size_t i = 0; i < kWords; ++i) packed[i] = words[i].load(std::memory_order_acquire);
       if (sequence.load(std::memory_order_relaxed) == before) break;
     }
     // A store is under way; it is a handful of instructions long.
