@@ -54,6 +54,8 @@ class QZ_API StringBuf {
 
   // Appends n characters by the growth rule; source may lie in this buffer.
   void AppendChars(const QZChar* source, uint64_t n);
+  // AppendChars when the characters do not fit.
+  void GrowAndAppend(const QZChar* source, uint64_t n);
 
   QZChar* buffer;
   uint64_t capacity;
