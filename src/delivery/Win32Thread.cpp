@@ -46,7 +46,7 @@ void Win32Thread::Stop() {
       Platform::LogInfo(QZ_TEXT("Win32Thread::Stop"), QZ_TEXT("Thread already dead"));
     } else {
       Platform::LogInfo(QZ_TEXT("Win32Thread::Stop"), QZ_TEXT("Thread still alive"));
-      // Set whatever Wake last did: the thread must see this one.
+      // Signalled whatever the pending flag says: the thread must see this wake.
       if (wakeEvent != nullptr) SetEvent(wakeEvent);
       if (WaitForSingleObject(threadHandle, stopTimeout) != WAIT_OBJECT_0) {
         Platform::LogInfo(QZ_TEXT("Win32Thread::Stop"), QZ_TEXT("Thread hung"));

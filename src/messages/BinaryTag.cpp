@@ -1,7 +1,5 @@
 #include "messages/BinaryTag.h"
 
-#include <string>
-
 #include "qz/BinaryInfo.h"
 
 namespace qz {
@@ -20,10 +18,6 @@ constexpr int kAttributes = 6;
 constexpr Opening kOpenings[kAttributes] = {
     QZ_TEXT(" id=\""),      QZ_TEXT(" modified=\""), QZ_TEXT(" name=\""),
     QZ_TEXT(" version=\""), QZ_TEXT(" type=\""),     QZ_TEXT(" method=\"")};
-
-uint64_t Length(const QZChar* text) {
-  return text != nullptr ? std::char_traits<QZChar>::length(text) : 0;
-}
 
 // The optional attributes of values, in kOpenings' order.
 void AppendAttributes(StringBuf& out, const QZChar* const (&values)[kAttributes]) {
@@ -102,7 +96,7 @@ uint64_t BinaryTag::ElementLength(const BinaryInfo* info) {
   const Values values(*info);
   uint64_t length = LiteralLength(QZ_TEXT("<binary/>\n"));
   for (int i = 0; i < kAttributes; ++i) {
-    const uint64_t n = Length(values.text[i]);
+    const uint64_t n = TextLength(values.text[i]);
     if (n != 0) length += kOpenings[i].length + n + 1;
   }
   return length;

@@ -1,27 +1,19 @@
 #include "messages/Fault.h"
 
-#include <string>
-
 #include "messages/ExceptionTag.h"
 #include "qz/BinaryInfo.h"
 
 namespace qz {
 
-namespace {
-
-uint64_t Length(const QZChar* text) {
-  return text != nullptr ? std::char_traits<QZChar>::length(text) : 0;
-}
-
-}  // namespace
-
 // The fault's own attributes, a NUL, then its exception element: rendered once
 // from the caller's objects and kept with the message's texts.
 struct Fault::Rendered {
   Rendered(const ExceptionInfo& exception, const BinaryInfo* info)
-      : text(Length(exception.GetUserComment()) + Length(exception.GetUserContact()) +
-             Length(exception.GetType()) + Length(exception.GetMessage()) +
-             (info != nullptr ? Length(info->GetClassName()) + Length(info->GetMethodName()) : 0) +
+      : text(TextLength(exception.GetUserComment()) + TextLength(exception.GetUserContact()) +
+             TextLength(exception.GetType()) + TextLength(exception.GetMessage()) +
+             (info != nullptr
+                  ? TextLength(info->GetClassName()) + TextLength(info->GetMethodName())
+                  : 0) +
              kMarkup) {
     WriteAttribute(text, QZ_TEXT("event"), exception.GetEventTypeString());
     WriteOptionalAttribute(text, QZ_TEXT("comment"), exception.GetUserComment());

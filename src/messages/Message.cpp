@@ -1,7 +1,5 @@
 #include "messages/Message.h"
 
-#include <string>
-
 #include "messages/BinaryTag.h"
 #include "messages/PropertyLines.h"
 #include "platform/Platform.h"
@@ -12,10 +10,6 @@ namespace {
 
 constexpr uint64_t kGuidLength = 36;
 constexpr uint64_t kTimeLength = 24;
-
-uint64_t Length(const QZChar* text) {
-  return text != nullptr ? std::char_traits<QZChar>::length(text) : 0;
-}
 
 // Room for everything the constructor writes, each text with its NUL; exact
 // unless a text needs escaping.
@@ -52,12 +46,13 @@ void AppendWithTerminator(StringBuf& out, const QZChar* text, uint64_t length) {
 
 Message::Message(const QZChar* session, const BinaryInfo* info, const ExtendedKeys* keys,
                  const QZChar* ownFirst, const QZChar* ownSecond)
-    : Message(session, info, keys, ownFirst, Length(ownFirst), ownSecond, Length(ownSecond)) {}
+    : Message(session, info, keys, ownFirst, TextLength(ownFirst), ownSecond,
+              TextLength(ownSecond)) {}
 
 Message::Message(const QZChar* session, const BinaryInfo* info, const ExtendedKeys* keys,
                  const QZChar* ownFirst, uint64_t firstLength, const QZChar* ownSecond,
                  uint64_t secondLength)
-    : text(Measure(Length(session), info, keys, firstLength + secondLength)) {
+    : text(Measure(TextLength(session), info, keys, firstLength + secondLength)) {
   // The id goes first: NewGUID replaces the text it is given.
   Platform::NewGUID(text);
   text.Append(QZChar(0));

@@ -1,7 +1,5 @@
 #include "messages/PropertyLines.h"
 
-#include <string>
-
 #include "messages/Tag.h"
 #include "qz/ExtendedKeys.h"
 
@@ -40,8 +38,8 @@ uint64_t PropertyLinesLength(const ExtendedKeys* keys) {
   for (uint64_t i = 0; i < keys->Size(); ++i) {
     const ExtendedKey* key = keys->Get(i);
     if (key == nullptr) continue;
-    length += Tag::LiteralLength(kOpen) + std::char_traits<QZChar>::length(key->Key()) +
-              Tag::LiteralLength(kValue) + std::char_traits<QZChar>::length(key->Value()) +
+    length += Tag::LiteralLength(kOpen) + Tag::TextLength(key->Key()) +
+              Tag::LiteralLength(kValue) + Tag::TextLength(key->Value()) +
               (key->IsNumeric() ? Tag::LiteralLength(kNumberEnd) : Tag::LiteralLength(kTextEnd));
   }
   return length;

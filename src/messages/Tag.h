@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "qz/StringBuf.h"
 
@@ -23,6 +24,11 @@ class Tag {
   // characters become entities, every code unit outside 32..126 a hex
   // character reference. Null or empty appends nothing.
   static void AppendEscaped(StringBuf& out, const QZChar* text);
+
+  // Characters before the terminator; 0 for null.
+  static uint64_t TextLength(const QZChar* text) {
+    return text != nullptr ? std::char_traits<QZChar>::length(text) : 0;
+  }
 
   // A literal's characters, counted by the compiler rather than at run time.
   template <size_t N>
