@@ -19,21 +19,24 @@ uint64_t Measure(uint64_t sessionLength, const BinaryInfo* info, const ExtendedK
          BinaryTag::ElementLength(info) + PropertyLinesLength(keys);
 }
 
-// Upper case as StringBuf::ToUpperCase makes it, and the terminator,
-// appended without a copy of its own.
-void AppendUpperCase(StringBuf& out, const QZChar* text) {
-  QZChar chunk[64];
-  uint64_t n = 0;
-  for (; text != nullptr && *text != 0; ++text) {
-    const QZChar c = *text;
-    chunk[n++] = static_cast<uint16_t>(c - 'a') < 26 ? static_cast<QZChar>(c - ('a' - 'A')) : c;
-    if (n == 64) {
-      out.Append(chunk, n);
-      n = 0;
+// length characters of text in upper case, as StringBuf::ToUpperCase makes
+// it, and a terminator, appended without a copy of their own.
+void AppendUpperCase(StringBuf& out, const QZChar* text, uint64_t length) {
+  constexpr uint64_t kChunk = 64;
+  QZChar chunk[kChunk + 1];
+  uint64_t done = 0;
+  do {
+    const uint64_t n = length - done < kChunk ? length - done : kChunk;
+    for (uint64_t i = 0; i < n; ++i) {
+      const QZChar c = text[done + i];
+      chunk[i] = static_cast<uint16_t>(c - 'a') < 26 ? static_cast<QZChar>(c - ('a' - 'A')) : c;
     }
-  }
-  chunk[n++] = 0;
-  out.Append(chunk, n);
+    done += n;
+    // The terminator goes with the last piece.
+    const bool last = done == length;
+    chunk[n] = 0;
+    out.Append(chunk, last ? n + 1 : n);
+  } while (done < length);
 }
 
 // A text and its terminator (an empty text for null).
@@ -46,13 +49,13 @@ void AppendWithTerminator(StringBuf& out, const QZChar* text, uint64_t length) {
 
 Message::Message(const QZChar* session, const BinaryInfo* info, const ExtendedKeys* keys,
                  const QZChar* ownFirst, const QZChar* ownSecond)
-    : Message(session, info, keys, ownFirst, TextLength(ownFirst), ownSecond,
-              TextLength(ownSecond)) {}
+    : Message(session, TextLength(session), info, keys, ownFirst, TextLength(ownFirst),
+              ownSecond, TextLength(ownSecond)) {}
 
-Message::Message(const QZChar* session, const BinaryInfo* info, const ExtendedKeys* keys,
-                 const QZChar* ownFirst, uint64_t firstLength, const QZChar* ownSecond,
-                 uint64_t secondLength)
-    : text(Measure(TextLength(session), info, keys, firstLength + secondLength)) {
+Message::Message(const QZChar* session, uint64_t sessionLength, const BinaryInfo* info,
+                 const ExtendedKeys* keys, const QZChar* ownFirst, uint64_t firstLength,
+                 const QZChar* ownSecond, uint64_t secondLength)
+    : text(Measure(sessionLength, info, keys, firstLength + secondLength)) {
   // The id goes first: NewGUID replaces the text it is given.
   Platform::NewGUID(text);
   text.Append(QZChar(0));
@@ -60,7 +63,7 @@ Message::Message(const QZChar* session, const BinaryInfo* info, const ExtendedKe
   Platform::AppendTimeString(text);
   text.Append(QZChar(0));
   sessionAt = text.StrLen();
-  AppendUpperCase(text, session);
+  AppendUpperCase(text, session, sessionLength);
   ownAt[0] = text.StrLen();
   AppendWithTerminator(text, ownFirst, firstLength);
   ownAt[1] = text.StrLen();

@@ -40,10 +40,10 @@ class Message : public Tag {
   void WriteChildren(StringBuf& out) override;
 
  private:
-  // With the lengths of the kind's own texts, measured once.
-  Message(const QZChar* session, const BinaryInfo* info, const ExtendedKeys* keys,
-          const QZChar* ownFirst, uint64_t firstLength, const QZChar* ownSecond,
-          uint64_t secondLength);
+  // With the lengths of the texts, measured once.
+  Message(const QZChar* session, uint64_t sessionLength, const BinaryInfo* info,
+          const ExtendedKeys* keys, const QZChar* ownFirst, uint64_t firstLength,
+          const QZChar* ownSecond, uint64_t secondLength);
 
   // Every text of the message in one buffer, sized before it is filled, so
   // that the host's thread pays one allocation for all of them: the id, the

@@ -42,8 +42,8 @@ void Tag::AppendEscaped(StringBuf& out, const QZChar* text) {
   // Plain characters go out in runs, one copy each; only the rest is spelt.
   const QZChar* run = text;
   for (const QZChar* p = text;; ++p) {
-    while (static_cast<uint16_t>(*p) < 128 && kPlain[static_cast<uint16_t>(*p)]) ++p;
-    const uint32_t c = static_cast<uint16_t>(*p);
+    uint32_t c = static_cast<uint16_t>(*p);
+    while (c < 128 && kPlain[c]) c = static_cast<uint16_t>(*++p);
     if (p != run) out.Append(run, static_cast<uint64_t>(p - run));
     if (c == 0) return;
     run = p + 1;

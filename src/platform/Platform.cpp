@@ -97,13 +97,6 @@ void Platform::GetTimeString(StringBuf& out) {
   if (p != nullptr) p->DoGetTimeString(out);
 }
 
-void Platform::AppendTimeString(StringBuf& out) {
-  Platform* p = Instance();
-  // The real clock, as GetTimeString reads it: a test's clock steers the
-  // flow of messages, never their time stamps.
-  if (p != nullptr) AppendTimeText(out, p->DoGetTimeMillis());
-}
-
 void Platform::NewGUID(StringBuf& out) {
   Platform* p = Instance();
   if (p != nullptr) p->DoNewGUID(out);
@@ -263,23 +256,15 @@ inline int WriteDigits(QZChar* out, uint64_t value, int width) {
   return n;
 }
 
-}  // namespace
+// The longest time text: a year of up to 20 digits and the 20 other characters.
+constexpr int kTimeTextCapacity = 48;
 
-void FormatTimeText(StringBuf& out, int year, int month, int day, int hour, int minute, int second,
-                    int millisecond) {
-  out.Clear();
-  AppendTimeText(out, static_cast<uint64_t>(year), static_cast<uint32_t>(month),
-                 static_cast<uint32_t>(day), static_cast<uint32_t>(hour),
-                 static_cast<uint32_t>(minute), static_cast<uint32_t>(second),
-                 static_cast<uint32_t>(millisecond));
-}
-
-void AppendTimeText(StringBuf& out, uint64_t year, uint32_t month, uint32_t day, uint32_t hour,
-                    uint32_t minute, uint32_t second, uint32_t millisecond) {
+// The time text of calendar fields into out; returns its length.
+int WriteTimeText(QZChar* out, uint64_t year, uint32_t month, uint32_t day, uint32_t hour,
+                  uint32_t minute, uint32_t second, uint32_t millisecond) {
   // Written digit by digit: this runs for every message, and the C library's
   // formatting costs far more than the text is worth.
-  QZChar text[48];
-  QZChar* p = text + WriteDigits(text, year, 4);
+  QZChar* p = out + WriteDigits(out, year, 4);
   *p++ = '-';
   p += WriteDigits(p, month, 2);
   *p++ = '-';
@@ -293,10 +278,11 @@ void AppendTimeText(StringBuf& out, uint64_t year, uint32_t month, uint32_t day,
   *p++ = '.';
   p += WriteDigits(p, millisecond, 3);
   *p++ = 'Z';
-  out.Append(text, static_cast<uint64_t>(p - text));
+  return static_cast<int>(p - out);
 }
 
-void AppendTimeText(StringBuf& out, uint64_t milliseconds) {
+// The same from milliseconds since 1970-01-01 UTC.
+int WriteTimeText(QZChar* out, uint64_t milliseconds) {
   const uint64_t seconds = milliseconds / 1000;
   const uint64_t secondOfDay = seconds % 86400;
   // Days since 1970-01-01 to the proleptic Gregorian calendar, in whole
@@ -308,12 +294,59 @@ void AppendTimeText(StringBuf& out, uint64_t milliseconds) {
       (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
   const uint64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
   const uint64_t shiftedMonth = (5 * dayOfYear + 2) / 153;  // 0 = March
-  const uint32_t day = static_cast<uint32_t>(dayOfYear - (153 * shiftedMonth + 2) / 5 + 1);
-  const uint32_t month = static_cast<uint32_t>(shiftedMonth < 10 ? shiftedMonth + 3 : shiftedMonth - 9);
+  const uint64_t day = dayOfYear - (153 * shiftedMonth + 2) / 5 + 1;
+  const uint64_t month = shiftedMonth < 10 ? shiftedMonth + 3 : shiftedMonth - 9;
   const uint64_t year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
-  AppendTimeText(out, year, month, day, static_cast<uint32_t>(secondOfDay / 3600),
-                 static_cast<uint32_t>(secondOfDay / 60 % 60), static_cast<uint32_t>(secondOfDay % 60),
-                 static_cast<uint32_t>(milliseconds % 1000));
+  return WriteTimeText(out, year, static_cast<uint32_t>(month), static_cast<uint32_t>(day),
+                       static_cast<uint32_t>(secondOfDay / 3600),
+                       static_cast<uint32_t>(secondOfDay / 60 % 60),
+                       static_cast<uint32_t>(secondOfDay % 60),
+                       static_cast<uint32_t>(milliseconds % 1000));
+}
+
+// Messages come many to a second: each thread keeps the text of the time it
+// last wrote and, within the same second, writes only the milliseconds anew.
+struct LastTimeText {
+  uint64_t second = UINT64_MAX;  // none yet
+  int length = 0;
+  QZChar text[kTimeTextCapacity];
+};
+thread_local LastTimeText t_lastTimeText;
+
+}  // namespace
+
+void FormatTimeText(StringBuf& out, int year, int month, int day, int hour, int minute, int second,
+                    int millisecond) {
+  QZChar text[kTimeTextCapacity];
+  const int n = WriteTimeText(text, static_cast<uint64_t>(year), static_cast<uint32_t>(month),
+                              static_cast<uint32_t>(day), static_cast<uint32_t>(hour),
+                              static_cast<uint32_t>(minute), static_cast<uint32_t>(second),
+                              static_cast<uint32_t>(millisecond));
+  out.Clear();
+  out.Append(text, static_cast<uint64_t>(n));
+}
+
+void AppendTimeText(StringBuf& out, uint64_t milliseconds) {
+  QZChar text[kTimeTextCapacity];
+  out.Append(text, static_cast<uint64_t>(WriteTimeText(text, milliseconds)));
+}
+
+void Platform::AppendTimeString(StringBuf& out) {
+  Platform* p = Instance();
+  if (p == nullptr) return;
+  // The real clock, as GetTimeString reads it: a test's clock steers the
+  // flow of messages, never their time stamps.
+  const uint64_t now = p->DoGetTimeMillis();
+  LastTimeText& last = t_lastTimeText;
+  if (now / 1000 != last.second) {
+    last.length = WriteTimeText(last.text, now);
+    last.second = now / 1000;
+  } else {
+    // "mmmZ" ends the text.
+    const uint32_t millisecond = static_cast<uint32_t>(now % 1000);
+    WriteDigits(last.text + last.length - 4, millisecond, 3);
+  }
+  out.Append(last.text, static_cast<uint64_t>(last.length));
 }
 
 }  // namespace qz

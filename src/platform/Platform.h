@@ -127,13 +127,12 @@ class Platform {
 Platform* NewNativePlatform();
 
 // Time text shared by both platforms: "YYYY-MM-DDThh:mm:ss.mmmZ" (UTC) from
-// calendar fields, as "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ" writes it.
-// FormatTimeText replaces the text of out, AppendTimeText adds to it.
+// calendar fields, as "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ" writes it; it
+// replaces the text of out.
 void FormatTimeText(StringBuf& out, int year, int month, int day, int hour, int minute,
                     int second, int millisecond);
-void AppendTimeText(StringBuf& out, uint64_t year, uint32_t month, uint32_t day, uint32_t hour,
-                    uint32_t minute, uint32_t second, uint32_t millisecond);
-// The same from milliseconds since 1970-01-01 UTC, for any 64-bit value.
+// The same from milliseconds since 1970-01-01 UTC, for any 64-bit value,
+// appended to what out holds.
 void AppendTimeText(StringBuf& out, uint64_t milliseconds);
 
 }  // namespace qz

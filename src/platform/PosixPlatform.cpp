@@ -166,7 +166,7 @@ void PosixPlatform::DoNewGUID(StringBuf& out) {
   high = (high & ~0xF000ULL) | 0x4000ULL;                      // version 4
   low = (low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL;  // RFC 4122 variant
 
-  QZChar text[37];
+  QZChar text[36];
   AppendHex(text, high >> 32, 8);
   text[8] = QZ_TEXT('-');
   AppendHex(text + 9, (high >> 16) & 0xFFFF, 4);
@@ -176,8 +176,8 @@ void PosixPlatform::DoNewGUID(StringBuf& out) {
   AppendHex(text + 19, low >> 48, 4);
   text[23] = QZ_TEXT('-');
   AppendHex(text + 24, low & 0xFFFFFFFFFFFFULL, 12);
-  text[36] = 0;
-  out = text;
+  out.Clear();
+  out.Append(text, 36);
 }
 
 void PosixPlatform::DoLogInfo(const QZChar* source, const QZChar* message) {
