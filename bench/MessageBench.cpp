@@ -11,6 +11,7 @@
 #include "qz/BinaryInfo.h"
 #include "qz/Configuration.h"
 #include "qz/ExtendedKeys.h"
+#include "types/Utf8.h"
 
 namespace {
 
@@ -26,6 +27,22 @@ void Fill(qz::BinaryInfo& info, qz::ExtendedKeys& keys) {
   keys.Add(QZ_TEXT("format"), QZ_TEXT("pdf & print"));
   keys.Add(QZ_TEXT("pages"), int32_t(12));
   keys.Add(QZ_TEXT("seconds"), 1.25);
+}
+
+void Configure(qz::Configuration& configuration) {
+  configuration.SetCompanyID(QZ_TEXT("9531985D-5D9D-49F8-9818-E811892F902B"));
+  configuration.SetCompanyName(QZ_TEXT("Example & Sons"));
+  configuration.SetApplicationID(QZ_TEXT("36F675CC-81E7-4EF5-A8E2-5D940ED90475"));
+  configuration.SetApplicationName(QZ_TEXT("Editor"));
+}
+
+// count ticks, owned by owned and listed in list, oldest first.
+void Ticks(int count, const qz::BinaryInfo& info, const qz::ExtendedKeys& keys,
+           std::vector<std::unique_ptr<qz::Feature>>& owned, qz::MessageList& list) {
+  for (int i = 0; i < count; ++i) {
+    owned.emplace_back(qz::Feature::CreateTick(kSession, QZ_TEXT("Export"), &info, &keys));
+    list.push_back(owned.back().get());
+  }
 }
 
 // The work a host thread pays for one event.
@@ -73,20 +90,14 @@ BENCHMARK(BM_BuildSystemProfile)->ArgName("fullData")->Arg(0)->Arg(1)->Unit(benc
 void BM_WriteBatchOf30(benchmark::State& state) {
   qz::CreatePlatform();
   qz::Configuration configuration;
-  configuration.SetCompanyID(QZ_TEXT("9531985D-5D9D-49F8-9818-E811892F902B"));
-  configuration.SetCompanyName(QZ_TEXT("Example & Sons"));
-  configuration.SetApplicationID(QZ_TEXT("36F675CC-81E7-4EF5-A8E2-5D940ED90475"));
-  configuration.SetApplicationName(QZ_TEXT("Editor"));
+  Configure(configuration);
   qz::MessagesTag envelope(&configuration);
   qz::BinaryInfo info;
   qz::ExtendedKeys keys;
   Fill(info, keys);
   std::vector<std::unique_ptr<qz::Feature>> owned;
   qz::MessageList list;
-  for (int i = 0; i < 30; ++i) {
-    owned.emplace_back(qz::Feature::CreateTick(kSession, QZ_TEXT("Export"), &info, &keys));
-    list.push_back(owned.back().get());
-  }
+  Ticks(30, info, keys, owned, list);
   uint64_t characters = 0;
   for (auto _ : state) {
     qz::StringBuf out(30 * 256);
@@ -98,5 +109,39 @@ void BM_WriteBatchOf30(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<int64_t>(characters * sizeof(QZChar)));
 }
 BENCHMARK(BM_WriteBatchOf30);
+
+// What the transmitter pays per batch of 20 host events (the shape the latency
+// figures use: a BinaryInfo of four texts, two 24-character text properties):
+// the batch text as the transmitter sizes it, and its UTF-8 for the wire.
+void BM_Batch20ToUtf8(benchmark::State& state) {
+  qz::CreatePlatform();
+  qz::Configuration configuration;
+  Configure(configuration);
+  qz::MessagesTag envelope(&configuration);
+  qz::BinaryInfo info;
+  info.SetName(QZ_TEXT("editor.exe"));
+  info.SetVersion(QZ_TEXT("2.1.0.417"));
+  info.SetClassName(QZ_TEXT("DocumentView"));
+  info.SetMethodName(QZ_TEXT("OnExport"));
+  qz::ExtendedKeys keys;
+  keys.Add(QZ_TEXT("format"), QZ_TEXT("PDF/A archival, 300 dpi."));
+  keys.Add(QZ_TEXT("target"), QZ_TEXT("\\\\server\\share\\out-1.pdf"));
+  std::vector<std::unique_ptr<qz::Feature>> owned;
+  qz::MessageList list;
+  Ticks(20, info, keys, owned, list);
+  // Sized as the transmitter sizes it.
+  uint64_t room = 1024;
+  for (const qz::Message* message : list) room += message->WrittenLengthHint();
+  uint64_t bytes = 0;
+  for (auto _ : state) {
+    qz::StringBuf out(room);
+    envelope.WriteBatch(out, list);
+    const std::string utf8 = qz::ToUtf8(out);
+    bytes += utf8.size();
+    benchmark::DoNotOptimize(utf8.data());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(bytes));
+}
+BENCHMARK(BM_Batch20ToUtf8)->Unit(benchmark::kMicrosecond);
 
 }  // namespace

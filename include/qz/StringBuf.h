@@ -20,6 +20,8 @@ class QZ_API StringBuf {
   StringBuf& Append(const StringBuf& other);
   StringBuf& Append(const StringBuf& other, uint64_t start, uint64_t count);
   StringBuf& Append(const QZChar* text);
+  // Appends exactly count characters of text, NULs included.
+  StringBuf& Append(const QZChar* text, uint64_t count);
   StringBuf& Append(QZChar c);
   StringBuf& Append(const char* narrow);
   StringBuf& Append(int32_t value, int32_t radix);
@@ -52,6 +54,8 @@ class QZ_API StringBuf {
 
   // Appends n characters by the growth rule; source may lie in this buffer.
   void AppendChars(const QZChar* source, uint64_t n);
+  // AppendChars when the characters do not fit.
+  void GrowAndAppend(const QZChar* source, uint64_t n);
 
   QZChar* buffer;
   uint64_t capacity;

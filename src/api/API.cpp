@@ -42,14 +42,14 @@ std::vector<OfflineStorageSenderThread*>& AbandonedSenders() {
   return *abandoned;
 }
 
+// Hands message to the queue. Returns what has to be destroyed: the oldest
+// message when the queue overflowed, or message itself when there is no
+// queue. The caller destroys it once it has released the lock.
 // REQUIRES: the global lock is held.
-void QueueMessage(RunState& run, Message* message) {
-  if (message == nullptr) return;
-  if (run.messageQueue != nullptr) {
-    run.messageQueue->Add(message);
-  } else {
-    delete message;
-  }
+Message* QueueMessage(RunState& run, Message* message) {
+  if (message == nullptr) return nullptr;
+  if (run.messageQueue == nullptr) return message;
+  return run.messageQueue->Add(message);
 }
 
 // REQUIRES: the global lock is held.
@@ -86,12 +86,13 @@ void StartRuntime(RunState& run, const FlowController* flow, const BinaryInfo* b
     const bool omitPersonalInfo = config.IsOmitPersonalInfo();
     run.hostTag = new HostTag(fullData, omitPersonalInfo);
     run.userTag = new UserTag(fullData, omitPersonalInfo);
-    QueueMessage(run, new qz::ApplicationStart(config.GetDefaultSession(), binaryInfo, keys,
-                                               run.hostTag, run.userTag));
-    QueueMessage(run, new qz::SessionStart(config.GetDefaultSession(), binaryInfo, keys));
+    delete QueueMessage(run, new qz::ApplicationStart(config.GetDefaultSession(), binaryInfo,
+                                                      keys, run.hostTag, run.userTag));
+    delete QueueMessage(run, new qz::SessionStart(config.GetDefaultSession(), binaryInfo, keys));
   }
 
   if (run.offlineSender != nullptr) run.offlineSender->Start();
+  run.defaultSession.Store(config.GetDefaultSession());
   run.started.store(true, std::memory_order_release);
 }
 
@@ -104,12 +105,13 @@ void StopRuntime(RunState& run, const BinaryInfo* binaryInfo, const ExtendedKeys
   run.featureCorrelator = nullptr;
 
   if (!run.externalIDs) {
-    QueueMessage(run, new qz::SessionStop(config.GetDefaultSession(), binaryInfo, keys));
-    QueueMessage(run, new qz::ApplicationStop(config.GetDefaultSession(), binaryInfo, keys,
-                                              run.hostTag, run.userTag));
+    delete QueueMessage(run, new qz::SessionStop(config.GetDefaultSession(), binaryInfo, keys));
+    delete QueueMessage(run, new qz::ApplicationStop(config.GetDefaultSession(), binaryInfo, keys,
+                                                     run.hostTag, run.userTag));
     config.SetDefaultIDs(nullptr, nullptr);
     run.externalIDs = false;
   }
+  run.defaultSession.Store(nullptr);
 
   if (run.messageQueue != nullptr) {
     run.messageQueue->Stop();
@@ -158,37 +160,44 @@ void LogInvalidSession(const QZChar* source, const QZChar* session) {
 }
 
 // Resolves the session of an event that may fall back to the run's default
-// session. Returns false (after logging) for a given ID that is not a GUID.
-bool ResolveSession(RunState& run, const QZChar* source, const QZChar* session, StringBuf& out) {
+// session: the given ID, or the default session copied into fallback. Returns
+// null (after logging) for a given ID that is not a GUID.
+const QZChar* ResolveSession(const RunState& run, const QZChar* source, const QZChar* session,
+                             SessionSnapshot::Text& fallback) {
   if (session != nullptr && session[0] != 0) {
-    if (!IsValidGUID(session)) {
-      LogInvalidSession(source, session);
-      return false;
-    }
-    out = session;
-    return true;
+    if (IsValidGUID(session)) return session;
+    LogInvalidSession(source, session);
+    return nullptr;
   }
-  // The default session changes at start and stop, under the lock.
-  MutexLock guard(GlobalLock());
-  out = run.configuration.GetDefaultSession();
-  return true;
+  run.defaultSession.Load(fallback);
+  return fallback;
 }
 
-// Hands a message built outside the lock to the queue; the lock is taken
-// even when nothing was built.
+// Builds a message under the lock and hands it to the queue (the lock is
+// taken even when nothing is built). Whatever leaves the queue is destroyed
+// after the lock is released, so other host threads never wait for a message
+// being freed.
+template <typename Build>
+void BuildUnderLockAndQueue(RunState& run, Build build) {
+  Message* leaving;
+  {
+    MutexLock guard(GlobalLock());
+    leaving = QueueMessage(run, build());
+  }
+  delete leaving;
+}
+
 void QueueUnderLock(RunState& run, Message* message) {
-  MutexLock guard(GlobalLock());
-  QueueMessage(run, message);
+  BuildUnderLockAndQueue(run, [message] { return message; });
 }
 
 // The rest of an event operation once its own checks passed: builds the
 // message outside the lock when the session resolves, then queues it.
 template <typename Build>
 void BuildAndQueue(RunState& run, const QZChar* source, const QZChar* session, Build build) {
-  StringBuf resolved;
-  Message* message = nullptr;
-  if (ResolveSession(run, source, session, resolved)) message = build(resolved.ToString());
-  QueueUnderLock(run, message);
+  SessionSnapshot::Text fallback;
+  const QZChar* resolved = ResolveSession(run, source, session, fallback);
+  QueueUnderLock(run, resolved != nullptr ? static_cast<Message*>(build(resolved)) : nullptr);
 }
 
 template <typename MessageType>
@@ -200,8 +209,8 @@ void ReportSession(const QZChar* source, const QZChar* session, const BinaryInfo
     LogInvalidSession(source, session);
     return;
   }
-  MutexLock guard(GlobalLock());
-  QueueMessage(run, new MessageType(session, binaryInfo, keys));
+  // Built under the lock.
+  BuildUnderLockAndQueue(run, [&] { return new MessageType(session, binaryInfo, keys); });
 }
 
 bool HasFeatureName(const QZChar* source, const QZChar* name) {
@@ -218,18 +227,16 @@ void ReportFeatureEdge(FeatureEvent event, const QZChar* source, const QZChar* n
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
   if (!HasFeatureName(source, name)) return;
-  StringBuf resolved;
-  if (!ResolveSession(run, source, session, resolved)) {
-    QueueUnderLock(run, nullptr);
-    return;
-  }
-  MutexLock guard(GlobalLock());
-  if (resolved.StrLen() == 0 || run.featureCorrelator == nullptr) return;
-  Feature* message =
-      event == FeatureEvent::kStart
-          ? Feature::CreateStart(run.featureCorrelator, resolved, name, binaryInfo, keys)
-          : Feature::CreateStop(run.featureCorrelator, resolved, name, binaryInfo, keys);
-  QueueMessage(run, message);
+  SessionSnapshot::Text fallback;
+  const QZChar* resolved = ResolveSession(run, source, session, fallback);
+  // Built under the lock, which guards the correlator.
+  BuildUnderLockAndQueue(run, [&]() -> Message* {
+    if (resolved == nullptr || resolved[0] == 0 || run.featureCorrelator == nullptr) return nullptr;
+    if (event == FeatureEvent::kStart) {
+      return Feature::CreateStart(run.featureCorrelator, resolved, name, binaryInfo, keys);
+    }
+    return Feature::CreateStop(run.featureCorrelator, resolved, name, binaryInfo, keys);
+  });
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <atomic>
 
+#include "api/SessionSnapshot.h"
 #include "qz/Configuration.h"
 #include "qz/FlowController.h"
 
@@ -24,6 +25,9 @@ struct RunState {
   std::atomic<bool> optIn{false};
   bool externalIDs = false;
   Configuration configuration;
+  // The configuration's default session while a run is started (empty
+  // otherwise), for event operations that resolve a session without the lock.
+  SessionSnapshot defaultSession;
   FlowController flowController;
   FeatureCorrelator* featureCorrelator = nullptr;
   MessageQueue* messageQueue = nullptr;

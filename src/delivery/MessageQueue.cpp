@@ -37,23 +37,22 @@ void MessageQueue::Start() {
   if (!stopped && transmitter != nullptr) transmitter->Start();
 }
 
-void MessageQueue::Add(Message* message) {
+Message* MessageQueue::Add(Message* message) {
   MutexLock guard(queueLock);
-  if (stopped) {
-    // Only a caller that raced the stop gets here; the message has no home.
-    delete message;
-    return;
-  }
+  // Only a caller that raced the stop gets here; the message has no home.
+  if (stopped) return message;
   messages.push_back(message);
   const size_t count = messages.size();
+  Message* dropped = nullptr;
   if (flowController->MessagesToDrop(count) != 0) {
     Platform::LogInfo(QZ_TEXT("MessageQueue"), QZ_TEXT("Queue overflow; message dropped"));
-    delete messages.front();
+    dropped = messages.front();
     messages.erase(messages.begin());
   } else if (count != flowController->GetHighWater()) {
-    return;
+    return nullptr;
   }
   if (!flowController->IsSendDisabled() && transmitter != nullptr) transmitter->Wake();
+  return dropped;
 }
 
 void MessageQueue::TakeAll(std::vector<Message*>& out) {

@@ -52,6 +52,9 @@ struct PosixThread::Control {
   pthread_cond_t doneCond;
   bool woken = false;     // guarded by lock
   bool finished = false;  // guarded by lock
+  // Set by Wake, cleared when Sleep returns: while set, a wake is pending or
+  // the thread is on its way to work, so Wake need not take the lock.
+  std::atomic<bool> wakePending{false};
 };
 
 PosixThread::PosixThread(IRunnable* runnable)
@@ -157,6 +160,7 @@ void PosixThread::Stop() {
 
 void PosixThread::Wake() {
   Control& c = *control_;
+  if (c.wakePending.exchange(true)) return;
   pthread_mutex_lock(&c.lock);
   c.woken = true;
   pthread_cond_signal(&c.wakeCond);
@@ -172,8 +176,11 @@ void PosixThread::Sleep(uint32_t milliseconds) {
       if (pthread_cond_timedwait(&c.wakeCond, &c.lock, &deadline) == ETIMEDOUT) break;
     }
   }
-  // Auto-reset: one wake releases one sleep.
+  // Auto-reset: one wake releases one sleep. A Wake that came since this
+  // thread woke found wakePending set and did nothing: its work was queued
+  // before it, so the pass this thread is about to make takes it.
   c.woken = false;
+  c.wakePending.store(false);
   pthread_mutex_unlock(&c.lock);
 }
 

@@ -153,8 +153,13 @@ void TransmitterThread::ProcessQueue() {
     }
     const uint64_t count = messages.size();
     if (count > 0) {
-      // Room for a typical batch up front, so building it rarely reallocates.
-      StringBuf text(std::min<uint64_t>(count * 256, 32768));
+      // Room for the whole batch up front, so that writing it does not
+      // reallocate (and copy) the text every few hundred characters.
+      uint64_t room = 1024;  // the envelope
+      for (const Message* message : messages) {
+        if (message != nullptr) room += message->WrittenLengthHint();
+      }
+      StringBuf text(room);
       bool store = flowController->IsSupportOfflineStorage();
       if (flowController->OKToTransmit()) {
         envelope->WriteBatch(text, messages);

@@ -11,6 +11,7 @@ Win32Thread::Win32Thread(IRunnable* runnable)
       threadId(0),
       threadHandle(nullptr),
       wakeEvent(nullptr),
+      wakePending(false),
       ended(true) {
   threadHandle = CreateThread(nullptr, 0, &Win32Thread::ThreadProc, this, CREATE_SUSPENDED,
                               &threadId);
@@ -45,7 +46,8 @@ void Win32Thread::Stop() {
       Platform::LogInfo(QZ_TEXT("Win32Thread::Stop"), QZ_TEXT("Thread already dead"));
     } else {
       Platform::LogInfo(QZ_TEXT("Win32Thread::Stop"), QZ_TEXT("Thread still alive"));
-      Wake();
+      // Signalled whatever the pending flag says: the thread must see this wake.
+      if (wakeEvent != nullptr) SetEvent(wakeEvent);
       if (WaitForSingleObject(threadHandle, stopTimeout) != WAIT_OBJECT_0) {
         Platform::LogInfo(QZ_TEXT("Win32Thread::Stop"), QZ_TEXT("Thread hung"));
         // If even this fails the runnable may still be running: the owner
@@ -66,11 +68,16 @@ void Win32Thread::Stop() {
 }
 
 void Win32Thread::Wake() {
-  if (wakeEvent != nullptr) SetEvent(wakeEvent);
+  if (wakeEvent != nullptr && !wakePending.exchange(true)) SetEvent(wakeEvent);
 }
 
 void Win32Thread::Sleep(uint32_t milliseconds) {
-  if (wakeEvent != nullptr) WaitForSingleObject(wakeEvent, milliseconds);
+  if (wakeEvent == nullptr) return;
+  WaitForSingleObject(wakeEvent, milliseconds);
+  // A Wake from here on signals again. One that came since the wait ended
+  // found the flag set and did not: its work was queued before it, so the
+  // pass this thread is about to make takes it.
+  wakePending.store(false);
 }
 
 void Win32Thread::SetStopTimeout(int32_t milliseconds) {

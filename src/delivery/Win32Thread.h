@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include <atomic>
+
 #include "delivery/IThread.h"
 
 namespace qz {
@@ -36,6 +38,10 @@ class Win32Thread : public IThread {
   DWORD threadId;
   HANDLE threadHandle;
   HANDLE wakeEvent;
+  // Set by Wake, cleared when Sleep returns: while set, the event is signalled
+  // or the thread is on its way to work, so setting it again (a request to the
+  // Wine server there) would change nothing.
+  std::atomic<bool> wakePending;
   bool ended;
 };
 

@@ -20,6 +20,12 @@ class BinaryTag : public Tag {
 
   StringBuf& Write(StringBuf& out) override;
 
+  // The element that Fill(info) and Write give, written straight from info:
+  // nothing for a null info or one whose texts are all empty.
+  static void AppendElement(StringBuf& out, const BinaryInfo* info);
+  // The characters AppendElement writes, when no text needs escaping.
+  static uint64_t ElementLength(const BinaryInfo* info);
+
  protected:
   void WriteAttributes(StringBuf& out) override;
 

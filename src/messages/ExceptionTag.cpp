@@ -20,11 +20,28 @@ StringBuf& ExceptionTag::WriteNumbered(StringBuf& out, int32_t position) {
   return WriteElement(out, QZ_TEXT("exception"));
 }
 
-void ExceptionTag::WriteAttributes(StringBuf& out) {
-  WriteAttribute(out, QZ_TEXT("seq"), seq);
+void ExceptionTag::AppendAttributes(StringBuf& out, int32_t position,
+                                    const QZChar* exceptionType, const QZChar* message) {
+  WriteAttribute(out, QZ_TEXT("seq"), position);
   WriteAttribute(out, QZ_TEXT("exceptionType"),
-                 exceptionType.StrLen() != 0 ? exceptionType.ToString() : QZ_TEXT("Unknown"));
+                 exceptionType != nullptr && exceptionType[0] != 0 ? exceptionType
+                                                                   : QZ_TEXT("Unknown"));
   WriteOptionalAttribute(out, QZ_TEXT("message"), message);
+}
+
+void ExceptionTag::WriteAttributes(StringBuf& out) {
+  AppendAttributes(out, seq, exceptionType, message);
+}
+
+void ExceptionTag::AppendElement(StringBuf& out, int32_t position, const QZChar* exceptionType,
+                                 const QZChar* message, const QZChar* frameType,
+                                 const QZChar* frameMethod) {
+  // The form WriteElement gives an element with children.
+  AppendLiteral(out, QZ_TEXT("<exception"));
+  AppendAttributes(out, position, exceptionType, message);
+  AppendLiteral(out, QZ_TEXT(">\n"));
+  StackTag::AppendElement(out, 0, frameType, frameMethod, nullptr, 0);
+  AppendLiteral(out, QZ_TEXT("</exception>\n"));
 }
 
 bool ExceptionTag::HasChildren() { return !stacks.empty(); }

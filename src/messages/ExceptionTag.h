@@ -24,12 +24,21 @@ class ExceptionTag : public Tag {
   StringBuf& Write(StringBuf& out) override;
   virtual StringBuf& WriteNumbered(StringBuf& out, int32_t position);
 
+  // The element WriteNumbered gives for these values with one frame (the
+  // stack element that StackTag::AppendElement writes), without an object.
+  static void AppendElement(StringBuf& out, int32_t position, const QZChar* exceptionType,
+                            const QZChar* message, const QZChar* frameType,
+                            const QZChar* frameMethod);
+
  protected:
   void WriteAttributes(StringBuf& out) override;
   bool HasChildren() override;
   void WriteChildren(StringBuf& out) override;
 
  private:
+  static void AppendAttributes(StringBuf& out, int32_t position, const QZChar* exceptionType,
+                               const QZChar* message);
+
   int32_t seq;
   StringBuf exceptionType;
   StringBuf message;

@@ -3,10 +3,6 @@
 #ifndef QZ_MESSAGES_FAULT_H
 #define QZ_MESSAGES_FAULT_H
 
-#include <memory>
-#include <vector>
-
-#include "messages/ExceptionTag.h"
 #include "messages/Message.h"
 #include "qz/ExceptionInfo.h"
 
@@ -14,8 +10,8 @@ namespace qz {
 
 class Fault : public Message {
  public:
-  // REQUIRES: exception is not null. Copies it and the class and method
-  // names of info; neither is kept.
+  // REQUIRES: exception is not null. Renders what it needs of it and the
+  // class and method names of info at once; neither is kept.
   Fault(const ExceptionInfo* exception, const QZChar* session, const BinaryInfo* info,
         const ExtendedKeys* keys);
   ~Fault() override;
@@ -24,12 +20,14 @@ class Fault : public Message {
 
  protected:
   void WriteAttributes(StringBuf& out) override;
-  bool HasChildren() override;
+  // Always: the exception element is always written.
+  bool HasChildren() override { return true; }
   void WriteChildren(StringBuf& out) override;
 
  private:
-  ExceptionInfo exceptionInfo;
-  std::vector<std::unique_ptr<ExceptionTag>> exceptions;
+  struct Rendered;
+  Fault(const Rendered& rendered, const QZChar* session, const BinaryInfo* info,
+        const ExtendedKeys* keys);
 };
 
 }  // namespace qz

@@ -33,7 +33,7 @@ class Feature : public Message {
 
   StringBuf& Write(StringBuf& out) override;
 
-  const StringBuf& GetName() const { return name; }
+  const QZChar* GetName() const { return OwnText(0); }
   const QZChar* GetEvent() const { return event; }
   // The group written: the paired start's id, or the message's own id.
   const QZChar* GetGroup() const;
@@ -42,12 +42,11 @@ class Feature : public Message {
   void WriteAttributes(StringBuf& out) override;
 
  private:
+  // group: the paired start's id, for a stop that found its start.
   Feature(const QZChar* session, const QZChar* name, const BinaryInfo* info,
-          const ExtendedKeys* keys, const QZChar* event);
+          const ExtendedKeys* keys, const QZChar* event, const QZChar* group);
 
-  StringBuf name;
   const QZChar* event;
-  StringBuf group;  // empty unless this is a stop paired with its start
 };
 
 }  // namespace qz

@@ -21,7 +21,7 @@ PerformanceProbe::PerformanceProbe(const QZChar* name, const QZChar* session,
 PerformanceProbe::PerformanceProbe(const QZChar* name, const QZChar* session,
                                    const BinaryInfo* info, const ExtendedKeys* keys,
                                    const MemoryUseInfo& memoryUse, uint32_t cpuLoad)
-    : Message(session, info, keys), name(name), memory(memoryUse), cpu(cpuLoad) {}
+    : Message(session, info, keys, name), memory(memoryUse), cpu(cpuLoad) {}
 
 PerformanceProbe::~PerformanceProbe() = default;
 
@@ -31,7 +31,7 @@ StringBuf& PerformanceProbe::Write(StringBuf& out) {
 
 void PerformanceProbe::WriteAttributes(StringBuf& out) {
   Message::WriteAttributes(out);
-  WriteOptionalAttribute(out, QZ_TEXT("name"), name);
+  WriteOptionalAttribute(out, QZ_TEXT("name"), OwnText(0));
 }
 
 void PerformanceProbe::WriteChildren(StringBuf& out) {

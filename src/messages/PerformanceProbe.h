@@ -29,7 +29,6 @@ class PerformanceProbe : public Message {
   void WriteChildren(StringBuf& out) override;
 
  private:
-  StringBuf name;
   MemoryUseTag memory;
   CpuUseTag cpu;
 };

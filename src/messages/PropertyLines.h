@@ -12,6 +12,8 @@ class ExtendedKeys;
 // Appends one self-closing property line per key, in key order. Null or an
 // empty set appends nothing.
 void AppendPropertyLines(StringBuf& out, const ExtendedKeys* keys);
+// The characters AppendPropertyLines writes, when no text needs escaping.
+uint64_t PropertyLinesLength(const ExtendedKeys* keys);
 
 }  // namespace qz
 

@@ -4,9 +4,10 @@ namespace qz {
 
 namespace {
 
-const QZChar* OrUnknown(const StringBuf& text) {
-  return text.StrLen() != 0 ? text.ToString() : QZ_TEXT("Unknown");
+const QZChar* OrUnknown(const QZChar* text) {
+  return text != nullptr && text[0] != 0 ? text : QZ_TEXT("Unknown");
 }
+
 
 }  // namespace
 
@@ -22,12 +23,25 @@ StringBuf& StackTag::WriteNumbered(StringBuf& out, int32_t position) {
   return WriteElement(out, QZ_TEXT("stack"));
 }
 
-void StackTag::WriteAttributes(StringBuf& out) {
-  WriteAttribute(out, QZ_TEXT("seq"), seq);
+void StackTag::AppendAttributes(StringBuf& out, int32_t position, const QZChar* type,
+                                const QZChar* method, const QZChar* file, int32_t line) {
+  WriteAttribute(out, QZ_TEXT("seq"), position);
   WriteAttribute(out, QZ_TEXT("type"), OrUnknown(type));
   WriteAttribute(out, QZ_TEXT("method"), OrUnknown(method));
   WriteOptionalAttribute(out, QZ_TEXT("file"), file);
   WriteOptionalAttribute(out, QZ_TEXT("line"), line);
+}
+
+void StackTag::WriteAttributes(StringBuf& out) {
+  AppendAttributes(out, seq, type, method, file, line);
+}
+
+void StackTag::AppendElement(StringBuf& out, int32_t position, const QZChar* type,
+                             const QZChar* method, const QZChar* file, int32_t line) {
+  // The self-closing form WriteElement gives an element without children.
+  AppendLiteral(out, QZ_TEXT("<stack"));
+  AppendAttributes(out, position, type, method, file, line);
+  AppendLiteral(out, QZ_TEXT("/>\n"));
 }
 
 }  // namespace qz

@@ -17,10 +17,17 @@ class StackTag : public Tag {
   StringBuf& Write(StringBuf& out) override;
   virtual StringBuf& WriteNumbered(StringBuf& out, int32_t position);
 
+  // The element WriteNumbered gives for these values, without an object.
+  static void AppendElement(StringBuf& out, int32_t position, const QZChar* type,
+                            const QZChar* method, const QZChar* file, int32_t line);
+
  protected:
   void WriteAttributes(StringBuf& out) override;
 
  private:
+  static void AppendAttributes(StringBuf& out, int32_t position, const QZChar* type,
+                               const QZChar* method, const QZChar* file, int32_t line);
+
   int32_t seq;
   StringBuf type;
   StringBuf method;

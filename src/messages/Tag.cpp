@@ -6,11 +6,13 @@ StringBuf& Tag::WriteElement(StringBuf& out, const QZChar* name) {
   out.Append(QZChar('<')).Append(name);
   WriteAttributes(out);
   if (HasChildren()) {
-    out.Append(QZ_TEXT(">\n"));
+    AppendLiteral(out, QZ_TEXT(">\n"));
     WriteChildren(out);
-    out.Append(QZ_TEXT("</")).Append(name).Append(QZ_TEXT(">\n"));
+    AppendLiteral(out, QZ_TEXT("</"));
+    out.Append(name);
+    AppendLiteral(out, QZ_TEXT(">\n"));
   } else {
-    out.Append(QZ_TEXT("/>\n"));
+    AppendLiteral(out, QZ_TEXT("/>\n"));
   }
   return out;
 }
@@ -21,33 +23,47 @@ bool Tag::HasChildren() { return false; }
 
 void Tag::WriteChildren(StringBuf&) {}
 
+namespace {
+
+// The characters written as they are: 32 to 126 but for the four of markup.
+struct PlainTable {
+  constexpr PlainTable() : plain() {
+    for (int c = 32; c <= 126; ++c) plain[c] = c != '"' && c != '&' && c != '<' && c != '>';
+  }
+  bool plain[128];
+};
+constexpr PlainTable kPlainTable;
+constexpr const bool* kPlain = kPlainTable.plain;
+
+}  // namespace
+
 void Tag::AppendEscaped(StringBuf& out, const QZChar* text) {
   if (text == nullptr) return;
-  static const char kHex[] = "0123456789abcdef";
-  for (; *text != 0; ++text) {
-    const uint32_t c = static_cast<uint16_t>(*text);
+  // Plain characters go out in runs, one copy each; only the rest is spelt.
+  const QZChar* run = text;
+  for (const QZChar* p = text;; ++p) {
+    uint32_t c = static_cast<uint16_t>(*p);
+    while (c < 128 && kPlain[c]) c = static_cast<uint16_t>(*++p);
+    if (p != run) out.Append(run, static_cast<uint64_t>(p - run));
+    if (c == 0) return;
+    run = p + 1;
     switch (c) {
-      case '"': out.Append(QZ_TEXT("&quot;")); continue;
-      case '&': out.Append(QZ_TEXT("&amp;")); continue;
-      case '<': out.Append(QZ_TEXT("&lt;")); continue;
-      case '>': out.Append(QZ_TEXT("&gt;")); continue;
+      case '"': AppendLiteral(out, QZ_TEXT("&quot;")); continue;
+      case '&': AppendLiteral(out, QZ_TEXT("&amp;")); continue;
+      case '<': AppendLiteral(out, QZ_TEXT("&lt;")); continue;
+      case '>': AppendLiteral(out, QZ_TEXT("&gt;")); continue;
       default: break;
     }
-    if (c >= 32 && c <= 126) {
-      out.Append(static_cast<QZChar>(c));
-      continue;
-    }
     // Every code unit on its own, surrogates included, keeps the output 7-bit.
-    out.Append(QZ_TEXT("&#x"));
-    bool started = false;
+    static const char kHex[] = "0123456789abcdef";
+    QZChar reference[8] = {'&', '#', 'x'};
+    int n = 3;
     for (int shift = 12; shift >= 0; shift -= 4) {
       const uint32_t digit = (c >> shift) & 0xF;
-      if (digit != 0 || started || shift == 0) {
-        out.Append(static_cast<QZChar>(kHex[digit]));
-        started = true;
-      }
+      if (digit != 0 || n > 3 || shift == 0) reference[n++] = static_cast<QZChar>(kHex[digit]);
     }
-    out.Append(QZChar(';'));
+    reference[n++] = ';';
+    out.Append(reference, static_cast<uint64_t>(n));
   }
 }
 
@@ -55,7 +71,9 @@ namespace {
 
 // ` name="`; the caller appends the value and the closing quote.
 StringBuf& OpenAttribute(StringBuf& out, const QZChar* name) {
-  return out.Append(QZChar(' ')).Append(name).Append(QZ_TEXT("=\""));
+  out.Append(QZChar(' ')).Append(name);
+  Tag::AppendLiteral(out, QZ_TEXT("=\""));
+  return out;
 }
 
 }  // namespace

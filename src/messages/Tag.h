@@ -3,7 +3,9 @@
 #ifndef QZ_MESSAGES_TAG_H
 #define QZ_MESSAGES_TAG_H
 
+#include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "qz/StringBuf.h"
 
@@ -22,6 +24,21 @@ class Tag {
   // characters become entities, every code unit outside 32..126 a hex
   // character reference. Null or empty appends nothing.
   static void AppendEscaped(StringBuf& out, const QZChar* text);
+
+  // Characters before the terminator; 0 for null.
+  static uint64_t TextLength(const QZChar* text) {
+    return text != nullptr ? std::char_traits<QZChar>::length(text) : 0;
+  }
+
+  // A literal's characters, counted by the compiler rather than at run time.
+  template <size_t N>
+  static void AppendLiteral(StringBuf& out, const QZChar (&text)[N]) {
+    out.Append(text, N - 1);
+  }
+  template <size_t N>
+  static constexpr uint64_t LiteralLength(const QZChar (&)[N]) {
+    return N - 1;
+  }
 
  protected:
   Tag() = default;

@@ -1,7 +1,6 @@
 #include "platform/Platform.h"
 
 #include <atomic>
-#include <cstdio>
 
 #include "platform/TestHooks.h"
 
@@ -233,14 +232,121 @@ int32_t Platform::GetLogLevel() {
   return p != nullptr ? p->logLevel.load(std::memory_order_relaxed) : 0;
 }
 
+namespace {
+
+// value in at least width digits, zero-padded, as "%0*d" writes it; returns
+// the count. Inlined with a constant width, the usual case is a few multiplies.
+inline int WriteDigits(QZChar* out, uint64_t value, int width) {
+  uint64_t limit = 1;
+  for (int i = 0; i < width; ++i) limit *= 10;
+  if (value < limit) {
+    for (int i = width - 1; i >= 0; --i) {
+      out[i] = static_cast<QZChar>('0' + value % 10);
+      value /= 10;
+    }
+    return width;
+  }
+  QZChar reversed[20];
+  int n = 0;
+  do {
+    reversed[n++] = static_cast<QZChar>('0' + value % 10);
+    value /= 10;
+  } while (value != 0);
+  for (int i = 0; i < n; ++i) out[i] = reversed[n - 1 - i];
+  return n;
+}
+
+// The longest time text: a year of up to 20 digits and the 20 other characters.
+constexpr int kTimeTextCapacity = 48;
+
+// The time text of calendar fields into out; returns its length.
+int WriteTimeText(QZChar* out, uint64_t year, uint32_t month, uint32_t day, uint32_t hour,
+                  uint32_t minute, uint32_t second, uint32_t millisecond) {
+  // Written digit by digit: this runs for every message, and the C library's
+  // formatting costs far more than the text is worth.
+  QZChar* p = out + WriteDigits(out, year, 4);
+  *p++ = '-';
+  p += WriteDigits(p, month, 2);
+  *p++ = '-';
+  p += WriteDigits(p, day, 2);
+  *p++ = 'T';
+  p += WriteDigits(p, hour, 2);
+  *p++ = ':';
+  p += WriteDigits(p, minute, 2);
+  *p++ = ':';
+  p += WriteDigits(p, second, 2);
+  *p++ = '.';
+  p += WriteDigits(p, millisecond, 3);
+  *p++ = 'Z';
+  return static_cast<int>(p - out);
+}
+
+// The same from milliseconds since 1970-01-01 UTC.
+int WriteTimeText(QZChar* out, uint64_t milliseconds) {
+  const uint64_t seconds = milliseconds / 1000;
+  const uint64_t secondOfDay = seconds % 86400;
+  // Days since 1970-01-01 to the proleptic Gregorian calendar, in whole
+  // 400-year eras counted from 0000-03-01 (so that leap days end a year).
+  const uint64_t days = seconds / 86400 + 719468;
+  const uint64_t era = days / 146097;
+  const uint64_t dayOfEra = days - era * 146097;
+  const uint64_t yearOfEra =
+      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+  const uint64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const uint64_t shiftedMonth = (5 * dayOfYear + 2) / 153;  // 0 = March
+  const uint64_t day = dayOfYear - (153 * shiftedMonth + 2) / 5 + 1;
+  const uint64_t month = shiftedMonth < 10 ? shiftedMonth + 3 : shiftedMonth - 9;
+  const uint64_t year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+  return WriteTimeText(out, year, static_cast<uint32_t>(month), static_cast<uint32_t>(day),
+                       static_cast<uint32_t>(secondOfDay / 3600),
+                       static_cast<uint32_t>(secondOfDay / 60 % 60),
+                       static_cast<uint32_t>(secondOfDay % 60),
+                       static_cast<uint32_t>(milliseconds % 1000));
+}
+
+// Messages come many to a second: each thread keeps the text of the time it
+// last wrote and, within the same second, writes only the milliseconds anew.
+struct LastTimeText {
+  uint64_t second = UINT64_MAX;  // none yet
+  int length = 0;
+  QZChar text[kTimeTextCapacity];
+};
+thread_local LastTimeText t_lastTimeText;
+
+}  // namespace
+
 void FormatTimeText(StringBuf& out, int year, int month, int day, int hour, int minute, int second,
                     int millisecond) {
-  // Formatted narrow, then widened: the text is pure ASCII.
-  char text[32];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", year, month, day, hour,
-                minute, second, millisecond);
+  QZChar text[kTimeTextCapacity];
+  const int n = WriteTimeText(text, static_cast<uint64_t>(year), static_cast<uint32_t>(month),
+                              static_cast<uint32_t>(day), static_cast<uint32_t>(hour),
+                              static_cast<uint32_t>(minute), static_cast<uint32_t>(second),
+                              static_cast<uint32_t>(millisecond));
   out.Clear();
-  out.Append(text);
+  out.Append(text, static_cast<uint64_t>(n));
+}
+
+void AppendTimeText(StringBuf& out, uint64_t milliseconds) {
+  QZChar text[kTimeTextCapacity];
+  out.Append(text, static_cast<uint64_t>(WriteTimeText(text, milliseconds)));
+}
+
+void Platform::AppendTimeString(StringBuf& out) {
+  Platform* p = Instance();
+  if (p == nullptr) return;
+  // The real clock, as GetTimeString reads it: a test's clock steers the
+  // flow of messages, never their time stamps.
+  const uint64_t now = p->DoGetTimeMillis();
+  LastTimeText& last = t_lastTimeText;
+  if (now / 1000 != last.second) {
+    last.length = WriteTimeText(last.text, now);
+    last.second = now / 1000;
+  } else {
+    // "mmmZ" ends the text.
+    const uint32_t millisecond = static_cast<uint32_t>(now % 1000);
+    WriteDigits(last.text + last.length - 4, millisecond, 3);
+  }
+  out.Append(last.text, static_cast<uint64_t>(last.length));
 }
 
 }  // namespace qz

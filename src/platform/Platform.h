@@ -49,6 +49,8 @@ class Platform {
   static uint64_t GetTimeMillis();
   static void FormatTime(uint64_t milliseconds, StringBuf& out);
   static void GetTimeString(StringBuf& out);
+  // The current time text appended to out, which keeps what it holds.
+  static void AppendTimeString(StringBuf& out);
   static void NewGUID(StringBuf& out);
   // Facts about the user and the machine: synchronous, on the caller's thread.
   static void GetVideoInfo(VideoInfo& info, bool fullData);
@@ -124,9 +126,14 @@ class Platform {
 // Made by the platform file that CMake picks for this system.
 Platform* NewNativePlatform();
 
-// Time text shared by both platforms: "YYYY-MM-DDThh:mm:ss.mmmZ" (UTC) from calendar fields.
+// Time text shared by both platforms: "YYYY-MM-DDThh:mm:ss.mmmZ" (UTC) from
+// calendar fields, as "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ" writes it; it
+// replaces the text of out.
 void FormatTimeText(StringBuf& out, int year, int month, int day, int hour, int minute,
                     int second, int millisecond);
+// The same from milliseconds since 1970-01-01 UTC, for any 64-bit value,
+// appended to what out holds.
+void AppendTimeText(StringBuf& out, uint64_t milliseconds);
 
 }  // namespace qz
 

@@ -150,15 +150,10 @@ uint64_t PosixPlatform::DoGetTimeMillis() {
 }
 
 void PosixPlatform::DoFormatTime(uint64_t milliseconds, StringBuf& out) {
-  time_t seconds = static_cast<time_t>(milliseconds / 1000);
-  tm fields;
-  // Far beyond any calendar year an int holds: no text to give.
-  if (gmtime_r(&seconds, &fields) == nullptr) {
-    out.Clear();
-    return;
-  }
-  FormatTimeText(out, fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, fields.tm_hour,
-                 fields.tm_min, fields.tm_sec, static_cast<int>(milliseconds % 1000));
+  // Calendar arithmetic rather than gmtime_r, which takes the C library's
+  // time-zone lock; it gives the same text for every value.
+  out.Clear();
+  AppendTimeText(out, milliseconds);
 }
 
 void PosixPlatform::DoGetTimeString(StringBuf& out) { DoFormatTime(DoGetTimeMillis(), out); }
@@ -171,7 +166,7 @@ void PosixPlatform::DoNewGUID(StringBuf& out) {
   high = (high & ~0xF000ULL) | 0x4000ULL;                      // version 4
   low = (low & 0x3FFFFFFFFFFFFFFFULL) | 0x8000000000000000ULL;  // RFC 4122 variant
 
-  QZChar text[37];
+  QZChar text[36];
   AppendHex(text, high >> 32, 8);
   text[8] = QZ_TEXT('-');
   AppendHex(text + 9, (high >> 16) & 0xFFFF, 4);
@@ -181,8 +176,8 @@ void PosixPlatform::DoNewGUID(StringBuf& out) {
   AppendHex(text + 19, low >> 48, 4);
   text[23] = QZ_TEXT('-');
   AppendHex(text + 24, low & 0xFFFFFFFFFFFFULL, 12);
-  text[36] = 0;
-  out = text;
+  out.Clear();
+  out.Append(text, 36);
 }
 
 void PosixPlatform::DoLogInfo(const QZChar* source, const QZChar* message) {

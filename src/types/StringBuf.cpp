@@ -250,25 +250,31 @@ StringBuf& StringBuf::operator=(const QZChar* text) {
 void StringBuf::AppendChars(const QZChar* source, uint64_t n) {
   if (n == 0) return;
   if (n > std::numeric_limits<uint64_t>::max() / 4 - length) throw std::bad_alloc();
-  uint64_t need = length + n + 1;
-  if (need > capacity) {
-    uint64_t newCapacity = need + growth;
-    QZChar* grown = new QZChar[newCapacity];
-    if (length > 0) {
-      std::memcpy(grown, buffer, (length + 1) * sizeof(QZChar));
-    } else {
-      grown[0] = 0;
-    }
-    // The source may be this object's own text: copy it before the old
-    // storage goes.
-    std::memcpy(grown + length, source, n * sizeof(QZChar));
-    delete[] buffer;
-    buffer = grown;
-    capacity = newCapacity;
-    growth = growth * 2 > kMaxGrowth ? kMaxGrowth : growth * 2;
-  } else {
-    std::memmove(buffer + length, source, n * sizeof(QZChar));
+  if (length + n + 1 > capacity) {
+    GrowAndAppend(source, n);
+    return;
   }
+  // Most appends are short and fit: this path stays small.
+  std::memmove(buffer + length, source, n * sizeof(QZChar));
+  length += n;
+  buffer[length] = 0;
+}
+
+void StringBuf::GrowAndAppend(const QZChar* source, uint64_t n) {
+  const uint64_t newCapacity = length + n + 1 + growth;
+  QZChar* grown = new QZChar[newCapacity];
+  if (length > 0) {
+    std::memcpy(grown, buffer, (length + 1) * sizeof(QZChar));
+  } else {
+    grown[0] = 0;
+  }
+  // The source may be this object's own text: copy it before the old
+  // storage goes.
+  std::memcpy(grown + length, source, n * sizeof(QZChar));
+  delete[] buffer;
+  buffer = grown;
+  capacity = newCapacity;
+  growth = growth * 2 > kMaxGrowth ? kMaxGrowth : growth * 2;
   length += n;
   buffer[length] = 0;
 }
@@ -286,6 +292,11 @@ StringBuf& StringBuf::Append(const StringBuf& other, uint64_t start, uint64_t co
 
 StringBuf& StringBuf::Append(const QZChar* text) {
   AppendChars(text, TextLength(text));
+  return *this;
+}
+
+StringBuf& StringBuf::Append(const QZChar* text, uint64_t count) {
+  if (text != nullptr) AppendChars(text, count);
   return *this;
 }
 

@@ -72,8 +72,18 @@ class Utf16Sink {
 
 void AppendUtf8(std::string& out, const QZChar* text, uint64_t count) {
   if (text == nullptr || count == 0) return;
-  out.reserve(out.size() + count);
+  // What the library converts is mostly ASCII (all of its XML is): such
+  // units go straight into place, one byte each, until one that is not.
+  const size_t start = out.size();
+  out.resize(start + count);
+  char* bytes = &out[start];
   uint64_t i = 0;
+  for (; i < count && static_cast<uint16_t>(text[i]) < 0x80; ++i) {
+    bytes[i] = static_cast<char>(text[i]);
+  }
+  out.resize(start + i);
+  if (i == count) return;
+  out.reserve(out.size() + (count - i));
   while (i < count) {
     uint32_t c = static_cast<uint16_t>(text[i]);
     if (c < 0x80) {

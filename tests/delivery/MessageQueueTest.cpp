@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -37,12 +38,15 @@ class MessageQueueTest : public ::testing::Test {
     config.SetEndpointTimeout(1000);
     flow.SetSupportOfflineStorage(false);
   }
+  static Message* NewMessage() {
+    return new SessionStart(test::W("6B0D549B-6F03-475A-9600-A35A099950D8").c_str(), nullptr,
+                            nullptr);
+  }
   void Add(MessageQueue& queue, int count, std::vector<Message*>* added = nullptr) {
     for (int i = 0; i < count; ++i) {
-      Message* message = new SessionStart(test::W("6B0D549B-6F03-475A-9600-A35A099950D8").c_str(),
-                                          nullptr, nullptr);
+      Message* message = NewMessage();
       if (added != nullptr) added->push_back(message);
-      queue.Add(message);
+      delete queue.Add(message);
     }
   }
   // The default interval is 30 s, so a pass within this pause would be a wake.
@@ -74,13 +78,16 @@ TEST_F(MessageQueueTest, OverflowDropsTheOldestAndKeepsTheQueueSize) {
   std::vector<Message*> added;
   Add(queue, 30, &added);
   EXPECT_EQ(0, log.Count("MessageQueue", "Queue overflow; message dropped"));
-  Add(queue, 1, &added);
+  // The oldest comes back, for the caller to destroy outside its locks.
+  added.push_back(NewMessage());
+  std::unique_ptr<Message> dropped(queue.Add(added.back()));
+  EXPECT_EQ(added[0], dropped.get());
   EXPECT_EQ(1, log.Count("MessageQueue", "Queue overflow; message dropped"));
   std::vector<Message*> taken;
   queue.TakeAll(taken);
   ASSERT_EQ(30u, taken.size());
-  EXPECT_EQ(U8(added[1]->GetID().ToString()), U8(taken[0]->GetID().ToString()));
-  EXPECT_EQ(U8(added[30]->GetID().ToString()), U8(taken[29]->GetID().ToString()));
+  EXPECT_EQ(U8(added[1]->GetID()), U8(taken[0]->GetID()));
+  EXPECT_EQ(U8(added[30]->GetID()), U8(taken[29]->GetID()));
   for (Message* message : taken) delete message;
 }
 
@@ -103,6 +110,9 @@ TEST_F(MessageQueueTest, StopMakesALastPassAndThenRefusesEverything) {
   // The last pass ran before Stop returned.
   EXPECT_TRUE(log.Contains("TransmitterThread::ProcessQueue", "Processing 3 messages")) << log.Dump();
   log.Clear();
+  Message* refused = NewMessage();
+  std::unique_ptr<Message> back(queue.Add(refused));
+  EXPECT_EQ(refused, back.get());
   Add(queue, 25);
   queue.SendMessages();
   queue.Stop();

@@ -26,7 +26,7 @@ FeaturePtr Stop(FeatureCorrelator& c, const QZChar* name) {
   return FeaturePtr(Feature::CreateStop(&c, kSession, name, nullptr, nullptr));
 }
 std::string Group(const FeaturePtr& f) { return U8(f->GetGroup()); }
-std::string Id(const FeaturePtr& f) { return U8(f->GetID().ToString()); }
+std::string Id(const FeaturePtr& f) { return U8(f->GetID()); }
 
 TEST(FeatureTest, StopCarriesItsStartsIdAsGroup) {
   FeatureCorrelator correlator;
@@ -34,7 +34,7 @@ TEST(FeatureTest, StopCarriesItsStartsIdAsGroup) {
   auto stop = Stop(correlator, QZ_TEXT("Ex\"port"));
   EXPECT_EQ(Id(start), Group(start));
   StringBuf out;
-  EXPECT_EQ("<feature generated=\"" + U8(stop->GetGenerated().ToString()) + "\" id=\"" +
+  EXPECT_EQ("<feature generated=\"" + U8(stop->GetGenerated()) + "\" id=\"" +
                 Id(stop) + "\" session=\"" + U8(kSession) + "\" group=\"" + Id(start) +
                 "\" name=\"Ex&quot;port\" event=\"stop\"/>\n",
             U8(stop->Write(out).ToString()));

@@ -73,6 +73,26 @@ TEST(MessageTest, ChildrenAreOwnCopiesWithHostAndUserLast) {
   EXPECT_EQ(tail, text.substr(text.size() - tail.size()));
 }
 
+// A message sizes its one buffer before it fills it: texts longer than a
+// piece of the copy, and escapes that outgrow the estimate, still come out whole.
+TEST(MessageTest, LongAndEscapedTextsComeOutWhole) {
+  const std::string lower(100, 'a');
+  auto info = std::make_unique<BinaryInfo>();
+  info->SetName(QZ_TEXT("<<<<>>>>&&&&\"\"\"\""));
+  ExtendedKeys keys;
+  keys.Add(test::W(lower.c_str()).c_str(), test::W(std::string(300, '&').c_str()).c_str());
+  SessionStop message(test::W(lower.c_str()).c_str(), info.get(), &keys);
+  info.reset();
+  std::string amps;
+  for (int i = 0; i < 300; ++i) amps += "&amp;";
+  EXPECT_EQ("<session-stop generated=\"" + U8(message.GetGenerated()) + "\" id=\"" +
+                U8(message.GetID()) + "\" session=\"" + std::string(100, 'A') + "\">\n" +
+                "<binary name=\"&lt;&lt;&lt;&lt;&gt;&gt;&gt;&gt;&amp;&amp;&amp;&amp;"
+                "&quot;&quot;&quot;&quot;\"/>\n<property name=\"" + lower + "\" value=\"" + amps +
+                "\"/>\n</session-stop>\n",
+            Written(message));
+}
+
 TEST(MessageTest, Batch) {
   Configuration configuration;
   configuration.SetCompanyID(QZ_TEXT("9531985D-5D9D-49F8-9818-E811892F902B"));

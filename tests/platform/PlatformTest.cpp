@@ -98,6 +98,50 @@ TEST(Platform, TimeTextsAreUtc) {
   EXPECT_LT(std::llabs(static_cast<int64_t>(Platform::GetTimeMillis()) - system), 60000);
 }
 
+// The calendar arithmetic against known dates: leap days, a century without
+// one, the first five-digit year and the last millisecond there is.
+TEST(Platform, TimeTextsFollowTheCalendar) {
+  const struct {
+    uint64_t millis;
+    const char* text;
+  } cases[] = {{68169599999ULL, "1972-02-28T23:59:59.999Z"},
+               {68169600000ULL, "1972-02-29T00:00:00.000Z"},
+               {951868799999ULL, "2000-02-29T23:59:59.999Z"},
+               {4107542400000ULL, "2100-03-01T00:00:00.000Z"},
+               {253402300799999ULL, "9999-12-31T23:59:59.999Z"},
+               {253402300800000ULL, "10000-01-01T00:00:00.000Z"},
+               {UINT64_MAX, "584556019-04-03T14:25:51.615Z"}};
+  for (const auto& c : cases) {
+    StringBuf text(QZ_TEXT("at "));
+    AppendTimeText(text, c.millis);
+    EXPECT_EQ(std::string("at ") + c.text, U8(text.ToString()));
+  }
+}
+
+// The current time goes after what the text holds. A thread keeps the text of
+// its last second and writes only the milliseconds anew: across a change of
+// second, every text is still the one of a moment during its call.
+TEST(Platform, CurrentTimeTextsAreRightAcrossSeconds) {
+  const uint64_t first = Platform::GetTimeMillis();
+  int seconds = 0;
+  for (uint64_t last = first; seconds < 1 && Platform::GetTimeMillis() < first + 3000;) {
+    const uint64_t before = Platform::GetTimeMillis();
+    StringBuf now(QZ_TEXT("now "));
+    Platform::AppendTimeString(now);
+    const uint64_t after = Platform::GetTimeMillis();
+    bool matched = false;
+    for (uint64_t t = before; t <= after && !matched; ++t) {
+      StringBuf expected(QZ_TEXT("now "));
+      AppendTimeText(expected, t);
+      matched = U8(expected.ToString()) == U8(now.ToString());
+    }
+    ASSERT_TRUE(matched) << U8(now.ToString()) << " is not between " << before << " and " << after;
+    if (after / 1000 != last / 1000) ++seconds;
+    last = after;
+  }
+  EXPECT_EQ(1, seconds);
+}
+
 TEST(Platform, GuidsAreWellFormedAndUniqueAcrossThreads) {
   const std::regex form("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
   std::vector<std::vector<std::string>> made(4);

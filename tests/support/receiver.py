@@ -9,6 +9,8 @@ chooses. Standard library only.
   receiver.py start --state-dir D                   run in the background
   receiver.py stop --state-dir D                    end a background receiver
 
+--count-only keeps no request, only their number (for long benchmark runs).
+
 The state directory receives "ports" (one line: "127.0.0.1 HTTP HTTPS CLOSED",
 CLOSED being a port that refuses connections), "pid", "log" and the
 certificate.
@@ -51,8 +53,9 @@ REASONS = {200: "OK", 204: "No Content", 301: "Moved Permanently", 302: "Found",
 
 
 class State:
-    def __init__(self, status, printer):
+    def __init__(self, status, printer, count_only=False):
         self.lock = threading.Lock()
+        self.count_only = count_only
         self.requests = []
         self.status = status  # an int, or "hold"
         self.location = None
@@ -60,8 +63,9 @@ class State:
         self.printer = printer
 
     def record(self, entry):
+        kept = {"time": entry["time"]} if self.count_only else entry
         with self.lock:
-            self.requests.append(entry)
+            self.requests.append(kept)
         if self.printer:
             self.printer(entry)
 
@@ -251,7 +255,7 @@ def serve(args):
     cert, key = (args.cert, args.key) if args.cert else make_certificate(state_dir)
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(cert, key)
-    state = State(args.status, print_entry if args.print else None)
+    state = State(args.status, print_entry if args.print else None, args.count_only)
 
     http = Server((HOST, args.http_port), make_handler(state, "http", None))
     https = Server((HOST, args.https_port), make_handler(state, "https", context))
@@ -316,6 +320,8 @@ def start(args):
                "--https-port", str(args.https_port)]
     if args.cert:
         command += ["--cert", args.cert, "--key", args.key]
+    if args.count_only:
+        command.append("--count-only")
     with open(os.path.join(args.state_dir, "log"), "ab") as log:
         child = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                                  start_new_session=True)
@@ -347,6 +353,7 @@ def main():
     parser.add_argument("--cert")
     parser.add_argument("--key")
     parser.add_argument("--print", action="store_true", help="print every request received")
+    parser.add_argument("--count-only", action="store_true", help="keep no request, only their number")
     args = parser.parse_args()
     if args.cert and not args.key:
         parser.error("--cert needs --key")

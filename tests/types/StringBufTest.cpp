@@ -102,6 +102,11 @@ TEST(StringBuf, EmbeddedNulAndRanges) {
   EXPECT_EQ(0, s.CharAt(UINT64_MAX));
   EXPECT_EQ(-1, s.LastIndexOf(0));
   EXPECT_EQ(6, s.LastIndexOf('D'));
+
+  // A counted text: exactly that many characters, NULs included; null adds nothing.
+  StringBuf counted;
+  counted.Append(QZ_TEXT("xy\0z!"), 4).Append(static_cast<const QZChar*>(nullptr), 3);
+  EXPECT_EQ(W("xy") + QZString(1, 0) + W("z"), Text(counted));
 }
 
 TEST(StringBuf, NumberTexts) {
