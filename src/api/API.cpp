@@ -2,7 +2,6 @@
 
 #include <vector>
 
-#include "api/Guid.h"
 #include "api/RunState.h"
 #include "delivery/MessageQueue.h"
 #include "delivery/Mutex.h"
@@ -24,6 +23,7 @@
 #include "qz/ExceptionInfo.h"
 #include "qz/ExtendedKeys.h"
 #include "qz/FlowController.h"
+#include "types/Guid.h"
 
 namespace qz {
 

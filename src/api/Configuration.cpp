@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "api/Guid.h"
 #include "platform/Platform.h"
+#include "types/Guid.h"
 
 namespace qz {
 namespace {

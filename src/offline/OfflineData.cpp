@@ -5,11 +5,11 @@
 #include <memory>
 #include <new>
 
-#include "api/Guid.h"
 #include "delivery/XMLTransmitter.h"
 #include "offline/OfflineDataMessagesTag.h"
 #include "offline/OfflineFile.h"
 #include "platform/Platform.h"
+#include "types/Guid.h"
 #include "types/Utf8.h"
 
 namespace qz {

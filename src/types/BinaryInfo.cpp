@@ -1,7 +1,7 @@
 #include "qz/BinaryInfo.h"
 
-#include "api/Guid.h"
 #include "platform/Platform.h"
+#include "types/Guid.h"
 
 
 namespace qz {
