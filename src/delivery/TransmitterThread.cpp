@@ -62,9 +62,7 @@ TransmitterThread::TransmitterThread(const Configuration* configuration,
   // Everything Run touches exists before the thread does.
   thread = Platform::NewThread(this);
   if (thread != nullptr && configuration != nullptr) {
-    // Summed in 64 bits: the timeout may be as large as the 32-bit maximum.
-    const int64_t wait = static_cast<int64_t>(configuration->GetEndpointTimeout()) + 2000;
-    thread->SetStopTimeout(static_cast<int32_t>(std::min<int64_t>(wait, INT32_MAX)));
+    thread->SetStopTimeout(IThread::StopTimeoutAfter(configuration->GetEndpointTimeout()));
   }
 }
 
@@ -122,6 +120,10 @@ void TransmitterThread::SendNow() {
     sendNowRequested.store(true);
     if (thread != nullptr) thread->Wake();
   }
+}
+
+uint32_t TransmitterThread::GetStopTimeout() const {
+  return thread != nullptr ? thread->GetStopTimeout() : 0;
 }
 
 void TransmitterThread::Run() {

@@ -39,6 +39,8 @@ class TransmitterThread : public IRunnable {
   // Marks an immediate send and wakes the thread, even when sending is disabled;
   // waits for a pass in progress.
   void SendNow();
+  // The thread's stop timeout; 0 without a thread.
+  uint32_t GetStopTimeout() const;
 
   void Run() override;
 

@@ -25,7 +25,7 @@ OfflineStorageSenderThread::OfflineStorageSenderThread(const Configuration* conf
   // Everything Run touches exists before the thread does.
   thread = Platform::NewThread(this);
   if (thread != nullptr && configuration != nullptr) {
-    thread->SetStopTimeout(configuration->GetEndpointTimeout() + 2000);
+    thread->SetStopTimeout(IThread::StopTimeoutAfter(configuration->GetEndpointTimeout()));
   }
 }
 
@@ -74,6 +74,10 @@ void OfflineStorageSenderThread::SetSendDisabled(bool disabled) {
     flowController.SetSendDisabled(disabled);
     if (!disabled) thread->Wake();
   }
+}
+
+uint32_t OfflineStorageSenderThread::GetStopTimeout() const {
+  return thread != nullptr ? thread->GetStopTimeout() : 0;
 }
 
 void OfflineStorageSenderThread::Run() {

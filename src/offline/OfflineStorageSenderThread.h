@@ -38,6 +38,8 @@ class OfflineStorageSenderThread : public IRunnable {
   void SendNow();
   // Re-enabling wakes the thread.
   void SetSendDisabled(bool disabled);
+  // The thread's stop timeout; 0 without a thread.
+  uint32_t GetStopTimeout() const;
 
   void Run() override;
 
