@@ -124,6 +124,12 @@ class Platform {
 // Made by the platform file that CMake picks for this system.
 Platform* NewNativePlatform();
 
+// The last time that the 24-character time text can hold,
+// 9999-12-31T23:59:59.999Z. FormatTime gives an empty text for later ones on
+// every platform: they would need a fifth digit of the year, which no reader
+// of the batch accepts.
+constexpr uint64_t kLastTimeTextMillis = 253402300799999ULL;
+
 // Time text shared by both platforms: "YYYY-MM-DDThh:mm:ss.mmmZ" (UTC) from calendar fields.
 void FormatTimeText(StringBuf& out, int year, int month, int day, int hour, int minute,
                     int second, int millisecond);

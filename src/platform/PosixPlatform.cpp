@@ -152,8 +152,7 @@ uint64_t PosixPlatform::DoGetTimeMillis() {
 void PosixPlatform::DoFormatTime(uint64_t milliseconds, StringBuf& out) {
   time_t seconds = static_cast<time_t>(milliseconds / 1000);
   tm fields;
-  // Far beyond any calendar year an int holds: no text to give.
-  if (gmtime_r(&seconds, &fields) == nullptr) {
+  if (milliseconds > kLastTimeTextMillis || gmtime_r(&seconds, &fields) == nullptr) {
     out.Clear();
     return;
   }

@@ -107,6 +107,12 @@ uint64_t Win32Platform::DoGetTimeMillis() {
 }
 
 void Win32Platform::DoFormatTime(uint64_t milliseconds, StringBuf& out) {
+  // Checked first: far larger values would also wrap the sum below around to
+  // a time that converts.
+  if (milliseconds > kLastTimeTextMillis) {
+    out.Clear();
+    return;
+  }
   uint64_t ticks = (milliseconds + kMillisFrom1601To1970) * 10000;
   FILETIME ft;
   ft.dwLowDateTime = static_cast<DWORD>(ticks);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <regex>
 #include <set>
 #include <string>
@@ -96,6 +97,21 @@ TEST(Platform, TimeTextsAreUtc) {
   int64_t system = std::chrono::duration_cast<std::chrono::milliseconds>(
                        std::chrono::system_clock::now().time_since_epoch()).count();
   EXPECT_LT(std::llabs(static_cast<int64_t>(Platform::GetTimeMillis()) - system), 60000);
+}
+
+// The same on every platform: nothing after the last time the text holds,
+// including values so large that the Windows sum would wrap around.
+TEST(Platform, TimesAfterYear9999GiveAnEmptyText) {
+  StringBuf text;
+  Platform::FormatTime(kLastTimeTextMillis, text);
+  EXPECT_EQ("9999-12-31T23:59:59.999Z", U8(text.ToString()));
+  const uint64_t later[] = {kLastTimeTextMillis + 1, 0x7FFFFFFFFFFFFFFFULL / 10000,
+                            UINT64_MAX - 11644473600000ULL + 1, UINT64_MAX};
+  for (uint64_t millis : later) {
+    StringBuf cleared(QZ_TEXT("old"));
+    Platform::FormatTime(millis, cleared);
+    EXPECT_EQ("", U8(cleared.ToString())) << millis;
+  }
 }
 
 TEST(Platform, GuidsAreWellFormedAndUniqueAcrossThreads) {
