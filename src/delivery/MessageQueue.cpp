@@ -1,5 +1,7 @@
 #include "delivery/MessageQueue.h"
 
+#include <algorithm>
+
 #include "delivery/Mutex.h"
 #include "delivery/TransmitterThread.h"
 #include "messages/Message.h"
@@ -15,6 +17,12 @@ std::vector<TransmitterThread*>& AbandonedTransmitters() {
   return *abandoned;
 }
 
+// Room for a full queue up front, so that Add rarely allocates; a huge queue
+// size from the host must not become a huge allocation.
+size_t ReservedFor(const FlowController* flowController) {
+  return std::min<size_t>(flowController->GetQueueSize(), 1024) + 1;
+}
+
 }  // namespace
 
 MessageQueue::MessageQueue(const Configuration* configuration, FlowController* flowController)
@@ -22,7 +30,7 @@ MessageQueue::MessageQueue(const Configuration* configuration, FlowController* f
       transmitter(nullptr),
       flowController(flowController),
       stopped(false) {
-  messages.reserve(flowController->GetQueueSize() + 1);
+  messages.reserve(ReservedFor(flowController));
   transmitter = new TransmitterThread(configuration, flowController, this);
 }
 
@@ -61,7 +69,7 @@ void MessageQueue::TakeAll(std::vector<Message*>& out) {
   if (messages.empty()) return;
   out.clear();
   out.swap(messages);
-  messages.reserve(flowController->GetQueueSize() + 1);
+  messages.reserve(ReservedFor(flowController));
 }
 
 void MessageQueue::SendMessages() {

@@ -70,7 +70,9 @@ void Win32Thread::Wake() {
 }
 
 void Win32Thread::Sleep(uint32_t milliseconds) {
-  if (wakeEvent != nullptr) WaitForSingleObject(wakeEvent, milliseconds);
+  if (wakeEvent == nullptr) return;
+  // The largest interval would read as INFINITE: the longest finite wait instead.
+  WaitForSingleObject(wakeEvent, milliseconds < INFINITE ? milliseconds : INFINITE - 1);
 }
 
 void Win32Thread::SetStopTimeout(int32_t milliseconds) {
