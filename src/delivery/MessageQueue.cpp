@@ -1,21 +1,18 @@
 #include "delivery/MessageQueue.h"
 
 #include <algorithm>
+#include <new>
 
+#include "delivery/Abandoned.h"
 #include "delivery/Mutex.h"
 #include "delivery/TransmitterThread.h"
 #include "messages/Message.h"
+#include "platform/CaughtException.h"
 #include "platform/Platform.h"
 #include "qz/FlowController.h"
 
 namespace qz {
 namespace {
-
-// REQUIRES: the run's global lock (the only caller of Stop holds it).
-std::vector<TransmitterThread*>& AbandonedTransmitters() {
-  static std::vector<TransmitterThread*>* abandoned = new std::vector<TransmitterThread*>();
-  return *abandoned;
-}
 
 // Room for a full queue up front, so that Add rarely allocates; a huge queue
 // size from the host must not become a huge allocation.
@@ -30,8 +27,15 @@ MessageQueue::MessageQueue(const Configuration* configuration, FlowController* f
       transmitter(nullptr),
       flowController(flowController),
       stopped(false) {
-  messages.reserve(ReservedFor(flowController));
-  transmitter = new TransmitterThread(configuration, flowController, this);
+  try {
+    // Without its lock the queue could not be shared safely.
+    if (queueLock == nullptr) throw std::bad_alloc();
+    messages.reserve(ReservedFor(flowController));
+    transmitter = new TransmitterThread(configuration, flowController, this);
+  } catch (...) {
+    delete queueLock;
+    throw;
+  }
 }
 
 MessageQueue::~MessageQueue() {
@@ -52,7 +56,14 @@ void MessageQueue::Add(Message* message) {
     delete message;
     return;
   }
-  messages.push_back(message);
+  try {
+    messages.push_back(message);
+  } catch (...) {
+    // Memory ran out: this message is lost, the queue goes on.
+    delete message;
+    LogCaughtException(QZ_TEXT("MessageQueue::Add"));
+    return;
+  }
   const size_t count = messages.size();
   if (flowController->MessagesToDrop(count) != 0) {
     Platform::LogInfo(QZ_TEXT("MessageQueue"), QZ_TEXT("Queue overflow; message dropped"));
@@ -102,10 +113,8 @@ void MessageQueue::Stop() {
     if (transmitter->Stop()) {
       delete transmitter;
     } else {
-      // Its thread still runs and uses it, so it must stay allocated; keeping
-      // it listed says the memory is held on purpose.
       Platform::LogError(QZ_TEXT("MessageQueue::Stop"), QZ_TEXT("Transmitter thread abandoned"));
-      AbandonedTransmitters().push_back(transmitter);
+      KeepAbandoned(transmitter);
     }
     transmitter = nullptr;
   }

@@ -23,7 +23,8 @@ class MessageQueue {
 
   void Start();
   // Takes ownership; drops the oldest message on overflow and wakes the
-  // transmitter at the high-water mark. REQUIRES: the run's global lock.
+  // transmitter at the high-water mark. Never throws: a message that finds
+  // no room in memory is lost. REQUIRES: the run's global lock.
   void Add(Message* message);
   // Moves every queued message, oldest first, into out (left as it was when
   // nothing is queued). Called by the transmitter thread only.

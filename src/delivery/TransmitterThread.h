@@ -45,6 +45,9 @@ class TransmitterThread : public IRunnable {
   void Run() override;
 
  private:
+  // The constructor's work; Release undoes what it made.
+  void Make(const Configuration* configuration);
+  void Release();
   void ProcessQueue();
   bool StoreOffline(uint64_t count, const StringBuf& text);
 

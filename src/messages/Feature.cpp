@@ -1,5 +1,7 @@
 #include "messages/Feature.h"
 
+#include <memory>
+
 #include "messages/FeatureCorrelator.h"
 #include "platform/Platform.h"
 
@@ -23,21 +25,21 @@ Feature* Feature::CreateTick(const QZChar* session, const QZChar* name, const Bi
 Feature* Feature::CreateStart(FeatureCorrelator* correlator, const QZChar* session,
                               const QZChar* name, const BinaryInfo* info,
                               const ExtendedKeys* keys) {
-  Feature* feature = new Feature(session, name, info, keys, EVENT_START);
+  std::unique_ptr<Feature> feature(new Feature(session, name, info, keys, EVENT_START));
   if (correlator != nullptr) correlator->AddMark(name, feature->GetID());
-  return feature;
+  return feature.release();
 }
 
 Feature* Feature::CreateStop(FeatureCorrelator* correlator, const QZChar* session,
                              const QZChar* name, const BinaryInfo* info,
                              const ExtendedKeys* keys) {
-  Feature* feature = new Feature(session, name, info, keys, EVENT_STOP);
+  std::unique_ptr<Feature> feature(new Feature(session, name, info, keys, EVENT_STOP));
   if (correlator == nullptr || !correlator->TakeGroup(name, feature->group)) {
     StringBuf message(64);
     message.Append(QZ_TEXT("Unable to determine feature group for ")).Append(name);
     Platform::LogWarn(QZ_TEXT("FeatureStop"), message);
   }
-  return feature;
+  return feature.release();
 }
 
 const QZChar* Feature::GetGroup() const {

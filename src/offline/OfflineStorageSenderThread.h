@@ -44,6 +44,9 @@ class OfflineStorageSenderThread : public IRunnable {
   void Run() override;
 
  private:
+  // The constructor's work; Release undoes what it made.
+  void Make(const Configuration* configuration, const FlowController* flow);
+  void Release();
   // Number of messages sent.
   uint64_t SendOne();
 
