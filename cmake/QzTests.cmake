@@ -66,7 +66,7 @@ if(Python3_Interpreter_FOUND)
   add_test(NAME receiver_stop COMMAND ${QZ_RECEIVER} stop --state-dir ${QZ_RECEIVER_DIR})
   set_tests_properties(receiver_start PROPERTIES FIXTURES_SETUP receiver TIMEOUT 60)
   set_tests_properties(receiver_stop PROPERTIES FIXTURES_CLEANUP receiver TIMEOUT 60)
-  foreach(test delivery api offline library)
+  foreach(test delivery api offline library alloc)
     if(TEST ${test})
       set_property(TEST ${test} APPEND PROPERTY FIXTURES_REQUIRED receiver)
       # Tests steer the one receiver's answers, so they take turns with it.
