@@ -1,6 +1,8 @@
 #include "delivery/Win32Thread.h"
 
 #include "delivery/IRunnable.h"
+#include "platform/CaughtException.h"
+#include "platform/ModuleReference.h"
 #include "platform/Platform.h"
 
 namespace qz {
@@ -11,10 +13,16 @@ Win32Thread::Win32Thread(IRunnable* runnable)
       threadId(0),
       threadHandle(nullptr),
       wakeEvent(nullptr),
-      ended(true) {
+      ended(true),
+      module(ModuleReference::Acquire()) {
+  // The library stays loaded while the thread runs its code.
   threadHandle = CreateThread(nullptr, 0, &Win32Thread::ThreadProc, this, CREATE_SUSPENDED,
                               &threadId);
-  if (threadHandle != nullptr) SetThreadPriority(threadHandle, THREAD_PRIORITY_BELOW_NORMAL);
+  if (threadHandle != nullptr) {
+    SetThreadPriority(threadHandle, THREAD_PRIORITY_BELOW_NORMAL);
+  } else {
+    ModuleReference::Release(module.exchange(nullptr));
+  }
   wakeEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
 }
 
@@ -26,8 +34,16 @@ DWORD WINAPI Win32Thread::ThreadProc(LPVOID parameter) {
   Win32Thread* self = static_cast<Win32Thread*>(parameter);
   // Background mode may only be entered by the thread itself.
   SetThreadPriority(GetCurrentThread(), THREAD_MODE_BACKGROUND_BEGIN);
-  self->runnable->Run();
+  try {
+    self->runnable->Run();
+  } catch (...) {
+    // An exception must not end the host's process with this thread.
+    LogCaughtException(QZ_TEXT("Win32Thread::Run"));
+  }
   SetThreadPriority(GetCurrentThread(), THREAD_MODE_BACKGROUND_END);
+  // Does not return while a reference is held: a host may have unloaded the
+  // library during the run, and the thread must not come back into it.
+  ModuleReference::ReleaseAtThreadEnd(self->module.exchange(nullptr));
   return 0;
 }
 
@@ -54,6 +70,8 @@ void Win32Thread::Stop() {
         // Termination completes asynchronously; let it finish before the
         // owner frees what the thread was using.
         if (ended) ended = WaitForSingleObject(threadHandle, 5000) == WAIT_OBJECT_0;
+        // A killed thread never dropped its hold on the module.
+        if (ended) ModuleReference::Release(module.exchange(nullptr));
       }
     }
     CloseHandle(threadHandle);

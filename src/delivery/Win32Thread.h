@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include <atomic>
+
 #include "delivery/IThread.h"
 
 namespace qz {
@@ -37,6 +39,8 @@ class Win32Thread : public IThread {
   HANDLE threadHandle;
   HANDLE wakeEvent;
   bool ended;
+  // The thread's hold on the library's module; whoever takes it drops it.
+  std::atomic<void*> module;
 };
 
 }  // namespace qz
