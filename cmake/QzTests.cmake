@@ -46,7 +46,8 @@ if(QZ_LIBRARY_TESTS)
     target_link_libraries(qz_test_library PRIVATE ${CMAKE_DL_LIBS})
   endif()
   # Its runs keep stored batches out of the machine's storage folders.
-  add_test(NAME library COMMAND ${QZ_PRIVATE_STORAGE} $<TARGET_FILE:qz_test_library>)
+  add_test(NAME library
+    COMMAND ${QZ_PRIVATE_STORAGE} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:qz_test_library>)
   set_tests_properties(library PROPERTIES TIMEOUT ${QZ_TEST_TIMEOUT})
 endif()
 

@@ -45,6 +45,12 @@ void* Allocate(std::size_t size) {
 
 }  // namespace
 
+// The whole family allocates with malloc and frees with free; the compiler
+// cannot see that the pair matches.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+
 void* operator new(std::size_t size) {
   void* p = Allocate(size);
   if (p == nullptr) throw std::bad_alloc();

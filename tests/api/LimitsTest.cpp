@@ -46,6 +46,10 @@ TEST(Limits, StopTimeoutsAreTheEndpointTimeoutPlus2000AsFarAs32BitsReach) {
     OfflineStorageSenderThread sender(&config, &flow);
     EXPECT_EQ(c.stopTimeout, transmitter.GetStopTimeout()) << c.endpointTimeout;
     EXPECT_EQ(c.stopTimeout, sender.GetStopTimeout()) << c.endpointTimeout;
+    // Started, so that they end at once: a Windows thread that never ran
+    // would be waited for as long as that timeout.
+    transmitter.Start();
+    sender.Start();
   }
 }
 
