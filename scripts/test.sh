@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs every test of the library in four builds:
+# Runs every test of the library in five builds:
 #   asan     native, AddressSanitizer + UndefinedBehaviorSanitizer (benchmarks compiled too)
 #   tsan     native, ThreadSanitizer
 #   release  native, no sanitizers: also the Python and C# example hosts, which
@@ -7,7 +7,9 @@
 #            Debian package tests
 #   win      Windows x64 cross-build (MinGW-w64), tests run under Wine, with the
 #            install, SDK archive and version resource tests
-# Usage: bash scripts/test.sh [asan|tsan|release|win]...     (no argument: all four)
+#   fuzz     clang build of the fuzz targets of fuzz/ (libFuzzer, AddressSanitizer,
+#            UndefinedBehaviorSanitizer); each replays its corpus once
+# Usage: bash scripts/test.sh [asan|tsan|release|win|fuzz]...  (no argument: all five)
 # Environment: QZ_BUILD_ROOT (default <repo>/build), QZ_JOBS (default nproc),
 # QZ_STAGE_TIMEOUT (seconds per stage, default 1500), QZ_CTEST_TIMEOUT
 # (seconds per test program when the test itself sets none, default 600).
@@ -25,14 +27,14 @@ JOBS=${QZ_JOBS:-$(nproc 2>/dev/null || echo 2)}
 STAGE_TIMEOUT=${QZ_STAGE_TIMEOUT:-1500}
 CTEST_TIMEOUT=${QZ_CTEST_TIMEOUT:-600}
 WINE_LOADER=/usr/lib/wine/wine64
-ALL_STAGES=(asan tsan release win)
+ALL_STAGES=(asan tsan release win fuzz)
 
 PACKAGES=(
   cmake make g++ pkg-config binutils googletest libbenchmark-dev libspdlog-dev libcurl4-openssl-dev libssl-dev
   g++-mingw-w64-x86-64 g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
   wine wine64 python3 openssl ca-certificates mono-mcs mono-runtime
   libcpp-httplib-dev libxml2-dev libsqlite3-dev libpq-dev postgresql chromium
-  dpkg-dev llvm clang lld
+  dpkg-dev llvm clang lld clang-14 libfuzzer-14-dev
 )
 
 # Exit codes of a stage, read by the summary.
@@ -125,6 +127,14 @@ stage_win() {
     return $RC_TESTS
   }
   run_ctest "$dir"
+}
+
+stage_fuzz() {
+  # The same build as scripts/fuzz.sh, which runs the targets for longer.
+  QZ_BUILD_ROOT=$BUILD_ROOT QZ_JOBS=$JOBS bash "$ROOT/scripts/fuzz.sh" --build || return $RC_BUILD
+  ASAN_OPTIONS=${ASAN_OPTIONS:-quarantine_size_mb=16:detect_leaks=1} \
+    UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1} \
+    run_ctest "$BUILD_ROOT/fuzz"
 }
 
 if [ "${1:-}" = "--stage" ]; then

@@ -1,9 +1,9 @@
 #include "qz/API.h"
 
-#include <vector>
+#include <memory>
 
-#include "api/Guid.h"
 #include "api/RunState.h"
+#include "delivery/Abandoned.h"
 #include "delivery/MessageQueue.h"
 #include "delivery/Mutex.h"
 #include "messages/ApplicationStart.h"
@@ -17,6 +17,7 @@
 #include "messages/SessionStop.h"
 #include "messages/UserTag.h"
 #include "offline/OfflineStorageSenderThread.h"
+#include "platform/CaughtException.h"
 #include "platform/Platform.h"
 #include "profile/SystemProfile.h"
 #include "qz/BinaryInfo.h"
@@ -24,6 +25,7 @@
 #include "qz/ExceptionInfo.h"
 #include "qz/ExtendedKeys.h"
 #include "qz/FlowController.h"
+#include "types/Guid.h"
 
 namespace qz {
 
@@ -35,16 +37,9 @@ namespace {
 
 const QZChar kStartSource[] = QZ_TEXT("API::ApplicationStart");
 
-// REQUIRES: the global lock (the only caller of StopRuntime holds it).
-std::vector<OfflineStorageSenderThread*>& AbandonedSenders() {
-  static std::vector<OfflineStorageSenderThread*>* abandoned =
-      new std::vector<OfflineStorageSenderThread*>();
-  return *abandoned;
-}
-
 // Hands message to the queue. Returns what has to be destroyed: the oldest
-// message when the queue overflowed, or message itself when there is no
-// queue. The caller destroys it once it has released the lock.
+// message when the queue overflowed, or message itself when it could not be
+// queued. The caller destroys it once it has released the lock.
 // REQUIRES: the global lock is held.
 Message* QueueMessage(RunState& run, Message* message) {
   if (message == nullptr) return nullptr;
@@ -52,6 +47,48 @@ Message* QueueMessage(RunState& run, Message* message) {
   return run.messageQueue->Add(message);
 }
 
+// Builds a message, or gives null when that failed (logged with source).
+template <typename Build>
+Message* Built(const QZChar* source, Build build) noexcept {
+  try {
+    return build();
+  } catch (...) {
+    LogCaughtException(source);
+    return nullptr;
+  }
+}
+
+// Stops and destroys what a run made, whatever of it exists.
+// REQUIRES: the global lock is held.
+void ReleaseRuntime(RunState& run) {
+  delete run.featureCorrelator;
+  run.featureCorrelator = nullptr;
+
+  if (run.messageQueue != nullptr) {
+    run.messageQueue->Stop();
+    delete run.messageQueue;
+    run.messageQueue = nullptr;
+  }
+
+  if (run.offlineSender != nullptr) {
+    if (run.offlineSender->Stop()) {
+      delete run.offlineSender;
+    } else {
+      Platform::LogError(QZ_TEXT("API::ApplicationStop"), QZ_TEXT("Offline sender abandoned"));
+      KeepAbandoned(run.offlineSender);
+    }
+    run.offlineSender = nullptr;
+  }
+
+  // The queue is gone, so no message refers to the host and user elements any more.
+  delete run.hostTag;
+  run.hostTag = nullptr;
+  delete run.userTag;
+  run.userTag = nullptr;
+}
+
+// A run starts whole or not at all: when a part cannot be made, the parts
+// made so far go again and the exception goes on to the caller.
 // REQUIRES: the global lock is held.
 void StartRuntime(RunState& run, const FlowController* flow, const BinaryInfo* binaryInfo,
                   const ExtendedKeys* keys) {
@@ -72,30 +109,43 @@ void StartRuntime(RunState& run, const FlowController* flow, const BinaryInfo* b
     config.SetDefaultIDs(guid, guid);
   }
 
-  run.featureCorrelator = new FeatureCorrelator();
-  // Made before the transmitter thread runs: it copies the flow controller,
-  // which that thread changes from then on.
-  if (!config.IsOffline()) {
-    run.offlineSender = new OfflineStorageSenderThread(&config, &run.flowController);
+  std::unique_ptr<Message> applicationStart;
+  std::unique_ptr<Message> sessionStart;
+  try {
+    run.featureCorrelator = new FeatureCorrelator();
+    if (!run.externalIDs) {
+      const bool fullData = config.IsFullData();
+      const bool omitPersonalInfo = config.IsOmitPersonalInfo();
+      run.hostTag = new HostTag(fullData, omitPersonalInfo);
+      run.userTag = new UserTag(fullData, omitPersonalInfo);
+      applicationStart.reset(new qz::ApplicationStart(config.GetDefaultSession(), binaryInfo, keys,
+                                                      run.hostTag, run.userTag));
+      sessionStart.reset(new qz::SessionStart(config.GetDefaultSession(), binaryInfo, keys));
+    }
+    // Made before the transmitter thread runs: it copies the flow controller,
+    // which that thread changes from then on. Started at once: a Windows
+    // thread made and never started would take its whole stop timeout to go
+    // if the queue below cannot be made.
+    if (!config.IsOffline()) {
+      run.offlineSender = new OfflineStorageSenderThread(&config, &run.flowController);
+      run.offlineSender->Start();
+    }
+    run.messageQueue = new MessageQueue(&config, &run.flowController);
+  } catch (...) {
+    ReleaseRuntime(run);
+    if (!run.externalIDs) config.SetDefaultIDs(nullptr, nullptr);
+    throw;
   }
-  run.messageQueue = new MessageQueue(&config, &run.flowController);
+
+  // Nothing from here on can fail.
   run.messageQueue->Start();
-
-  if (!run.externalIDs) {
-    const bool fullData = config.IsFullData();
-    const bool omitPersonalInfo = config.IsOmitPersonalInfo();
-    run.hostTag = new HostTag(fullData, omitPersonalInfo);
-    run.userTag = new UserTag(fullData, omitPersonalInfo);
-    delete QueueMessage(run, new qz::ApplicationStart(config.GetDefaultSession(), binaryInfo,
-                                                      keys, run.hostTag, run.userTag));
-    delete QueueMessage(run, new qz::SessionStart(config.GetDefaultSession(), binaryInfo, keys));
-  }
-
-  if (run.offlineSender != nullptr) run.offlineSender->Start();
+  delete QueueMessage(run, applicationStart.release());
+  delete QueueMessage(run, sessionStart.release());
   run.defaultSession.Store(config.GetDefaultSession());
   run.started.store(true, std::memory_order_release);
 }
 
+// A stop always ends the run; a stop message that cannot be made is left out.
 // REQUIRES: the global lock is held.
 void StopRuntime(RunState& run, const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
   Configuration& config = run.configuration;
@@ -105,37 +155,20 @@ void StopRuntime(RunState& run, const BinaryInfo* binaryInfo, const ExtendedKeys
   run.featureCorrelator = nullptr;
 
   if (!run.externalIDs) {
-    delete QueueMessage(run, new qz::SessionStop(config.GetDefaultSession(), binaryInfo, keys));
-    delete QueueMessage(run, new qz::ApplicationStop(config.GetDefaultSession(), binaryInfo, keys,
-                                                     run.hostTag, run.userTag));
+    const QZChar source[] = QZ_TEXT("API::ApplicationStop");
+    delete QueueMessage(run, Built(source, [&] {
+                          return new qz::SessionStop(config.GetDefaultSession(), binaryInfo, keys);
+                        }));
+    delete QueueMessage(run, Built(source, [&] {
+                          return new qz::ApplicationStop(config.GetDefaultSession(), binaryInfo,
+                                                         keys, run.hostTag, run.userTag);
+                        }));
     config.SetDefaultIDs(nullptr, nullptr);
     run.externalIDs = false;
   }
   run.defaultSession.Store(nullptr);
 
-  if (run.messageQueue != nullptr) {
-    run.messageQueue->Stop();
-    delete run.messageQueue;
-    run.messageQueue = nullptr;
-  }
-
-  if (run.offlineSender != nullptr) {
-    if (run.offlineSender->Stop()) {
-      delete run.offlineSender;
-    } else {
-      // Its thread still runs and uses it, so it must stay allocated; keeping
-      // it listed says the memory is held on purpose.
-      Platform::LogError(QZ_TEXT("API::ApplicationStop"), QZ_TEXT("Offline sender abandoned"));
-      AbandonedSenders().push_back(run.offlineSender);
-    }
-    run.offlineSender = nullptr;
-  }
-
-  // The queue is gone, so no message refers to the host and user elements any more.
-  delete run.hostTag;
-  run.hostTag = nullptr;
-  delete run.userTag;
-  run.userTag = nullptr;
+  ReleaseRuntime(run);
 }
 
 // REQUIRES: the global lock is held.
@@ -242,7 +275,7 @@ void ReportFeatureEdge(FeatureEvent event, const QZChar* source, const QZChar* n
 }  // namespace
 
 bool API::ApplicationStart(const Configuration* config, const FlowController* flow,
-                           const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
+                           const BinaryInfo* binaryInfo, const ExtendedKeys* keys) try {
   RunState& run = TheRun();
   Mutex* lock = GlobalLock();
   if (lock == nullptr) return false;  // no platform: nothing can run
@@ -270,6 +303,9 @@ bool API::ApplicationStart(const Configuration* config, const FlowController* fl
   }
   if (run.configuration.IsOptIn()) StartRuntime(run, flow, binaryInfo, keys);
   return run.started.load(std::memory_order_relaxed);
+} catch (...) {
+  LogCaughtException(kStartSource);
+  return false;
 }
 
 bool API::ApplicationStart(const Configuration* config, const BinaryInfo* binaryInfo,
@@ -286,24 +322,29 @@ bool API::ApplicationStart(const Configuration* config, const FlowController* fl
   return ApplicationStart(config, flow, nullptr, keys);
 }
 
-void API::ApplicationStop(const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
+void API::ApplicationStop(const BinaryInfo* binaryInfo, const ExtendedKeys* keys) try {
   RunState& run = TheRun();
   Mutex* lock = GlobalLock();
   if (lock == nullptr) return;
   MutexLock guard(lock);
   if (run.started.load(std::memory_order_relaxed)) StopRuntime(run, binaryInfo, keys);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::ApplicationStop"));
 }
 
 void API::ApplicationStop(const ExtendedKeys* keys) { ApplicationStop(nullptr, keys); }
 
-bool API::IsApplicationStarted() {
+bool API::IsApplicationStarted() try {
   Mutex* lock = GlobalLock();
   if (lock == nullptr) return false;
   MutexLock guard(lock);
   return TheRun().started.load(std::memory_order_relaxed);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::IsApplicationStarted"));
+  return false;
 }
 
-void API::SetOptIn(bool optIn) {
+void API::SetOptIn(bool optIn) try {
   RunState& run = TheRun();
   Mutex* lock = GlobalLock();
   if (lock == nullptr) return;
@@ -312,9 +353,11 @@ void API::SetOptIn(bool optIn) {
   run.configuration.SetOptIn(optIn);
   run.optIn.store(optIn, std::memory_order_release);
   if (!run.started.load(std::memory_order_relaxed) && optIn && !wasOptIn) StartIfReady(run);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::SetOptIn"));
 }
 
-void API::SetSendDisabled(bool disabled) {
+void API::SetSendDisabled(bool disabled) try {
   RunState& run = TheRun();
   if (!run.started.load(std::memory_order_acquire)) return;
   MutexLock guard(GlobalLock());
@@ -325,14 +368,18 @@ void API::SetSendDisabled(bool disabled) {
   run.flowController.SetSendDisabled(disabled);
   if (run.messageQueue != nullptr) run.messageQueue->SetSendDisabled(disabled);
   if (run.offlineSender != nullptr) run.offlineSender->SetSendDisabled(disabled);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::SetSendDisabled"));
 }
 
-void API::SendMessages() {
+void API::SendMessages() try {
   RunState& run = TheRun();
   if (!run.started.load(std::memory_order_acquire)) return;
   MutexLock guard(GlobalLock());
   if (run.messageQueue != nullptr) run.messageQueue->SendMessages();
   if (run.offlineSender != nullptr) run.offlineSender->SendNow();
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::SendMessages"));
 }
 
 // The lock costs little here and keeps a concurrent start or stop from
@@ -344,15 +391,31 @@ static const QZChar* RunIdentifier(const QZChar* (Configuration::*getter)() cons
   return run.started.load(std::memory_order_relaxed) ? (run.configuration.*getter)() : nullptr;
 }
 
-const QZChar* API::GetDefaultSession() { return RunIdentifier(&Configuration::GetDefaultSession); }
+const QZChar* API::GetDefaultSession() try {
+  return RunIdentifier(&Configuration::GetDefaultSession);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::GetDefaultSession"));
+  return nullptr;
+}
 
-const QZChar* API::GetMessageGroup() { return RunIdentifier(&Configuration::GetMessageGroup); }
+const QZChar* API::GetMessageGroup() try {
+  return RunIdentifier(&Configuration::GetMessageGroup);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::GetMessageGroup"));
+  return nullptr;
+}
 
-void API::SetLogLevel(int level) { Platform::SetLogLevel(level); }
+void API::SetLogLevel(int level) try {
+  Platform::SetLogLevel(level);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::SetLogLevel"));
+}
 
 void API::SessionStart(const QZChar* session, const BinaryInfo* binaryInfo,
-                       const ExtendedKeys* keys) {
+                       const ExtendedKeys* keys) try {
   ReportSession<qz::SessionStart>(QZ_TEXT("API::SessionStart"), session, binaryInfo, keys);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::SessionStart"));
 }
 
 void API::SessionStart(const QZChar* session, const ExtendedKeys* keys) {
@@ -360,8 +423,10 @@ void API::SessionStart(const QZChar* session, const ExtendedKeys* keys) {
 }
 
 void API::SessionStop(const QZChar* session, const BinaryInfo* binaryInfo,
-                      const ExtendedKeys* keys) {
+                      const ExtendedKeys* keys) try {
   ReportSession<qz::SessionStop>(QZ_TEXT("API::SessionStop"), session, binaryInfo, keys);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::SessionStop"));
 }
 
 void API::SessionStop(const QZChar* session, const ExtendedKeys* keys) {
@@ -369,9 +434,11 @@ void API::SessionStop(const QZChar* session, const ExtendedKeys* keys) {
 }
 
 void API::FeatureStart(const QZChar* name, const QZChar* session, const BinaryInfo* binaryInfo,
-                       const ExtendedKeys* keys) {
+                       const ExtendedKeys* keys) try {
   ReportFeatureEdge(FeatureEvent::kStart, QZ_TEXT("API::FeatureStart"), name, session, binaryInfo,
                     keys);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::FeatureStart"));
 }
 
 void API::FeatureStart(const QZChar* name, const BinaryInfo* binaryInfo,
@@ -384,9 +451,11 @@ void API::FeatureStart(const QZChar* name, const ExtendedKeys* keys) {
 }
 
 void API::FeatureStop(const QZChar* name, const QZChar* session, const BinaryInfo* binaryInfo,
-                      const ExtendedKeys* keys) {
+                      const ExtendedKeys* keys) try {
   ReportFeatureEdge(FeatureEvent::kStop, QZ_TEXT("API::FeatureStop"), name, session, binaryInfo,
                     keys);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::FeatureStop"));
 }
 
 void API::FeatureStop(const QZChar* name, const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
@@ -398,7 +467,7 @@ void API::FeatureStop(const QZChar* name, const ExtendedKeys* keys) {
 }
 
 void API::FeatureTick(const QZChar* name, const QZChar* session, const BinaryInfo* binaryInfo,
-                      const ExtendedKeys* keys) {
+                      const ExtendedKeys* keys) try {
   const QZChar source[] = QZ_TEXT("API::FeatureTick");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
@@ -406,6 +475,8 @@ void API::FeatureTick(const QZChar* name, const QZChar* session, const BinaryInf
   BuildAndQueue(run, source, session, [&](const QZChar* resolved) {
     return Feature::CreateTick(resolved, name, binaryInfo, keys);
   });
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::FeatureTick"));
 }
 
 void API::FeatureTick(const QZChar* name, const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
@@ -417,7 +488,7 @@ void API::FeatureTick(const QZChar* name, const ExtendedKeys* keys) {
 }
 
 void API::PerformanceProbe(const QZChar* name, const QZChar* session, const BinaryInfo* binaryInfo,
-                           const ExtendedKeys* keys) {
+                           const ExtendedKeys* keys) try {
   const QZChar source[] = QZ_TEXT("API::PerformanceProbe");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
@@ -425,6 +496,8 @@ void API::PerformanceProbe(const QZChar* name, const QZChar* session, const Bina
   BuildAndQueue(run, source, session, [&](const QZChar* resolved) {
     return new qz::PerformanceProbe(name, resolved, binaryInfo, keys);
   });
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::PerformanceProbe"));
 }
 
 void API::PerformanceProbe(const QZChar* name, const BinaryInfo* binaryInfo,
@@ -437,7 +510,7 @@ void API::PerformanceProbe(const QZChar* name, const ExtendedKeys* keys) {
 }
 
 void API::SystemProfile(const QZChar* session, const BinaryInfo* binaryInfo,
-                        const ExtendedKeys* keys) {
+                        const ExtendedKeys* keys) try {
   const QZChar source[] = QZ_TEXT("API::SystemProfile");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
@@ -453,6 +526,8 @@ void API::SystemProfile(const QZChar* session, const BinaryInfo* binaryInfo,
     }
     return new qz::SystemProfile(resolved, binaryInfo, keys, fullData, omitPersonalInfo);
   });
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::SystemProfile"));
 }
 
 void API::SystemProfile(const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
@@ -462,7 +537,7 @@ void API::SystemProfile(const BinaryInfo* binaryInfo, const ExtendedKeys* keys) 
 void API::SystemProfile(const ExtendedKeys* keys) { SystemProfile(nullptr, nullptr, keys); }
 
 void API::ReportException(const ExceptionInfo* info, const QZChar* session,
-                          const BinaryInfo* binaryInfo, const ExtendedKeys* keys) {
+                          const BinaryInfo* binaryInfo, const ExtendedKeys* keys) try {
   const QZChar source[] = QZ_TEXT("API::ReportException");
   RunState& run = TheRun();
   if (!PassesGate(run)) return;
@@ -470,6 +545,8 @@ void API::ReportException(const ExceptionInfo* info, const QZChar* session,
   BuildAndQueue(run, source, session, [&](const QZChar* resolved) {
     return new Fault(info, resolved, binaryInfo, keys);
   });
+} catch (...) {
+  LogCaughtException(QZ_TEXT("API::ReportException"));
 }
 
 void API::ReportException(const ExceptionInfo& info, const QZChar* session,

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
-#include "api/Guid.h"
+#include "platform/CaughtException.h"
 #include "platform/Platform.h"
+#include "types/Guid.h"
 
 namespace qz {
 namespace {
@@ -21,11 +22,12 @@ void StoreUpperCase(StringBuf& field, const QZChar* guid) {
 // Null or empty clears; a GUID is stored in upper case; anything else is
 // refused with a warning and the field keeps its value.
 void SetIdentifier(StringBuf& field, const QZChar* id, const QZChar* source,
-                   const QZChar* warning) {
+                   const QZChar* warning) noexcept {
   if (IsEmpty(id)) {
     field.Clear();
   } else if (IsValidGUID(id)) {
-    StoreUpperCase(field, id);
+    AssignOrLog(field, id, source);
+    field.ToUpperCase();
   } else {
     Platform::LogWarn(source, warning);
   }
@@ -70,7 +72,8 @@ void Configuration::Reset() {
   endpointTimeout = kDefaultEndpointTimeout;
 }
 
-Configuration& Configuration::operator=(const Configuration* other) {
+// When memory runs out part way, the copy is left incomplete (and logged).
+Configuration& Configuration::operator=(const Configuration* other) try {
   // Resetting first would wipe the source of a self-assignment.
   if (other == this) return *this;
   Reset();
@@ -94,6 +97,9 @@ Configuration& Configuration::operator=(const Configuration* other) {
   fullData = other->fullData;
   endpointTimeout = other->endpointTimeout;
   return *this;
+} catch (...) {
+  LogCaughtException(QZ_TEXT("Configuration::operator="));
+  return *this;
 }
 
 void Configuration::SetCompanyID(const QZChar* id) {
@@ -106,14 +112,26 @@ void Configuration::SetApplicationID(const QZChar* id) {
                 QZ_TEXT("Application ID is not a valid GUID"));
 }
 
-void Configuration::SetCompanyName(const QZChar* name) { companyName = name; }
-void Configuration::SetApplicationType(const QZChar* type) { applicationType = type; }
-void Configuration::SetApplicationName(const QZChar* name) { applicationName = name; }
-void Configuration::SetApplicationVersion(const QZChar* version) { applicationVersion = version; }
-void Configuration::SetApplicationInstanceID(const QZChar* id) { applicationInstanceID = id; }
-void Configuration::SetEndpointLocation(const QZChar* location) { endpointLocation = location; }
+void Configuration::SetCompanyName(const QZChar* name) {
+  AssignOrLog(companyName, name, QZ_TEXT("Configuration::SetCompanyName"));
+}
+void Configuration::SetApplicationType(const QZChar* type) {
+  AssignOrLog(applicationType, type, QZ_TEXT("Configuration::SetApplicationType"));
+}
+void Configuration::SetApplicationName(const QZChar* name) {
+  AssignOrLog(applicationName, name, QZ_TEXT("Configuration::SetApplicationName"));
+}
+void Configuration::SetApplicationVersion(const QZChar* version) {
+  AssignOrLog(applicationVersion, version, QZ_TEXT("Configuration::SetApplicationVersion"));
+}
+void Configuration::SetApplicationInstanceID(const QZChar* id) {
+  AssignOrLog(applicationInstanceID, id, QZ_TEXT("Configuration::SetApplicationInstanceID"));
+}
+void Configuration::SetEndpointLocation(const QZChar* location) {
+  AssignOrLog(endpointLocation, location, QZ_TEXT("Configuration::SetEndpointLocation"));
+}
 
-bool Configuration::SetDefaultIDs(const QZChar* group, const QZChar* session) {
+bool Configuration::SetDefaultIDs(const QZChar* group, const QZChar* session) try {
   const QZChar* source = QZ_TEXT("Configuration::SetDefaultIDs");
   if (!IsEmpty(group)) {
     if (!IsValidGUID(group)) {
@@ -137,6 +155,12 @@ bool Configuration::SetDefaultIDs(const QZChar* group, const QZChar* session) {
   messageGroup.Clear();
   defaultSession.Clear();
   return true;
+} catch (...) {
+  // Both or neither: a pair half stored is no pair.
+  messageGroup.Clear();
+  defaultSession.Clear();
+  LogCaughtException(QZ_TEXT("Configuration::SetDefaultIDs"));
+  return false;
 }
 
 void Configuration::SetUseSSL(bool value) { useSSL = value; }

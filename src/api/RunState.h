@@ -38,6 +38,8 @@ struct RunState {
 
 // The run; exists for the life of the loaded library.
 RunState& TheRun();
+// Unload step: frees the run's state unless a run is still started.
+void DestroyRun();
 
 // The run's global lock; null when the library has no platform.
 Mutex* GlobalLock();

@@ -11,6 +11,13 @@ class IThread {
  public:
   static constexpr uint32_t kDefaultStopTimeoutMs = 15000;
 
+  // The stop timeout of a thread whose work is bounded by the endpoint
+  // timeout: that plus 2000 ms, as far as the 32-bit setting reaches.
+  static int32_t StopTimeoutAfter(int64_t endpointTimeout) {
+    if (endpointTimeout > INT32_MAX - 2000) return INT32_MAX;
+    return static_cast<int32_t>((endpointTimeout > 0 ? endpointTimeout : 0) + 2000);
+  }
+
   // Lets the created thread run. Logs "Thread already stopped" when it cannot.
   virtual void Start() = 0;
   // Ends the thread: wakes it and waits at most the stop timeout. The runnable's

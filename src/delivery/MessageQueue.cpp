@@ -1,18 +1,23 @@
 #include "delivery/MessageQueue.h"
 
+#include <algorithm>
+#include <new>
+
+#include "delivery/Abandoned.h"
 #include "delivery/Mutex.h"
 #include "delivery/TransmitterThread.h"
 #include "messages/Message.h"
+#include "platform/CaughtException.h"
 #include "platform/Platform.h"
 #include "qz/FlowController.h"
 
 namespace qz {
 namespace {
 
-// REQUIRES: the run's global lock (the only caller of Stop holds it).
-std::vector<TransmitterThread*>& AbandonedTransmitters() {
-  static std::vector<TransmitterThread*>* abandoned = new std::vector<TransmitterThread*>();
-  return *abandoned;
+// Room for a full queue up front, so that Add rarely allocates; a huge queue
+// size from the host must not become a huge allocation.
+size_t ReservedFor(const FlowController* flowController) {
+  return std::min<size_t>(flowController->GetQueueSize(), 1024) + 1;
 }
 
 }  // namespace
@@ -22,8 +27,15 @@ MessageQueue::MessageQueue(const Configuration* configuration, FlowController* f
       transmitter(nullptr),
       flowController(flowController),
       stopped(false) {
-  messages.reserve(flowController->GetQueueSize() + 1);
-  transmitter = new TransmitterThread(configuration, flowController, this);
+  try {
+    // Without its lock the queue could not be shared safely.
+    if (queueLock == nullptr) throw std::bad_alloc();
+    messages.reserve(ReservedFor(flowController));
+    transmitter = new TransmitterThread(configuration, flowController, this);
+  } catch (...) {
+    delete queueLock;
+    throw;
+  }
 }
 
 MessageQueue::~MessageQueue() {
@@ -41,7 +53,13 @@ Message* MessageQueue::Add(Message* message) {
   MutexLock guard(queueLock);
   // Only a caller that raced the stop gets here; the message has no home.
   if (stopped) return message;
-  messages.push_back(message);
+  try {
+    messages.push_back(message);
+  } catch (...) {
+    // Memory ran out: this message is lost, the queue goes on.
+    LogCaughtException(QZ_TEXT("MessageQueue::Add"));
+    return message;
+  }
   const size_t count = messages.size();
   Message* dropped = nullptr;
   if (flowController->MessagesToDrop(count) != 0) {
@@ -60,7 +78,7 @@ void MessageQueue::TakeAll(std::vector<Message*>& out) {
   if (messages.empty()) return;
   out.clear();
   out.swap(messages);
-  messages.reserve(flowController->GetQueueSize() + 1);
+  messages.reserve(ReservedFor(flowController));
 }
 
 void MessageQueue::SendMessages() {
@@ -93,10 +111,8 @@ void MessageQueue::Stop() {
     if (transmitter->Stop()) {
       delete transmitter;
     } else {
-      // Its thread still runs and uses it, so it must stay allocated; keeping
-      // it listed says the memory is held on purpose.
       Platform::LogError(QZ_TEXT("MessageQueue::Stop"), QZ_TEXT("Transmitter thread abandoned"));
-      AbandonedTransmitters().push_back(transmitter);
+      KeepAbandoned(transmitter);
     }
     transmitter = nullptr;
   }

@@ -24,9 +24,9 @@ class MessageQueue {
   void Start();
   // Takes ownership; drops the oldest message on overflow and wakes the
   // transmitter at the high-water mark. Returns the message that did not stay
-  // (the dropped one, or message itself once stopped) for the caller to
-  // destroy after it has released its locks, or null.
-  // REQUIRES: the run's global lock.
+  // (the dropped one, or message itself once stopped or when no memory was
+  // left to keep it) for the caller to destroy after it has released its
+  // locks, or null. Never throws. REQUIRES: the run's global lock.
   Message* Add(Message* message);
   // Moves every queued message, oldest first, into out (left as it was when
   // nothing is queued). Called by the transmitter thread only.

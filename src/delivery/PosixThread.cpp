@@ -4,7 +4,11 @@
 #include <signal.h>
 #include <time.h>
 
+#include <new>
+
 #include "delivery/IRunnable.h"
+#include "platform/CaughtException.h"
+#include "platform/ModuleReference.h"
 #include "platform/Platform.h"
 
 namespace qz {
@@ -55,6 +59,8 @@ struct PosixThread::Control {
   // Set by Wake, cleared when Sleep returns: while set, a wake is pending or
   // the thread is on its way to work, so Wake need not take the lock.
   std::atomic<bool> wakePending{false};
+  // The thread's hold on the library's module, set before the thread exists.
+  void* module = nullptr;
 };
 
 PosixThread::PosixThread(IRunnable* runnable)
@@ -73,12 +79,20 @@ void* PosixThread::ThreadProc(void* argument) {
   delete static_cast<std::shared_ptr<Control>*>(argument);
   pthread_setname_np(pthread_self(), "qz-worker");
 
-  control->runnable->Run();
+  try {
+    control->runnable->Run();
+  } catch (...) {
+    // An exception must not end the host's process with this thread.
+    LogCaughtException(QZ_TEXT("PosixThread::Run"));
+  }
 
   pthread_mutex_lock(&control->lock);
   control->finished = true;
   pthread_cond_broadcast(&control->doneCond);
   pthread_mutex_unlock(&control->lock);
+  // Dropped once this procedure has returned: a host may have unloaded the
+  // library during the run.
+  ModuleReference::ReleaseAtThreadEnd(control->module);
   return nullptr;
 }
 
@@ -89,6 +103,11 @@ void PosixThread::Start() {
     return;
   }
   state_ = State::kStopped;
+  auto* argument = new (std::nothrow) std::shared_ptr<Control>(control_);
+  if (argument == nullptr) {
+    Platform::LogError(kStartSource, QZ_TEXT("Out of memory"));
+    return;
+  }
 
   // Asynchronous signals belong to the host's threads; the new thread inherits
   // this mask. Faults stay unblocked so that crash handlers still see them.
@@ -99,11 +118,14 @@ void PosixThread::Start() {
     sigdelset(&all, fault);
   }
   pthread_sigmask(SIG_SETMASK, &all, &previous);
-  auto* argument = new std::shared_ptr<Control>(control_);
+  // The library stays loaded while the thread runs its code.
+  control_->module = ModuleReference::Acquire();
   int error = pthread_create(&thread_, nullptr, &PosixThread::ThreadProc, argument);
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
 
   if (error != 0) {
+    ModuleReference::Release(control_->module);
+    control_->module = nullptr;
     delete argument;
     StringBuf message(QZ_TEXT("pthread_create() = "));
     message.Append(static_cast<int32_t>(error), 10);

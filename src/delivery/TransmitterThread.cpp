@@ -1,6 +1,7 @@
 #include "delivery/TransmitterThread.h"
 
 #include <algorithm>
+#include <new>
 
 #include "delivery/IThread.h"
 #include "delivery/MessageQueue.h"
@@ -9,6 +10,7 @@
 #include "messages/Message.h"
 #include "messages/MessagesTag.h"
 #include "offline/OfflineData.h"
+#include "platform/CaughtException.h"
 #include "platform/Platform.h"
 #include "qz/Configuration.h"
 #include "qz/FlowController.h"
@@ -20,18 +22,40 @@ const QZChar kProcessSource[] = QZ_TEXT("TransmitterThread::ProcessQueue");
 const QZChar kStoreSource[] = QZ_TEXT("TransmitterThread::StoreOffline");
 constexpr uint64_t kStoreNameAttempts = 8;
 
+// Information only: when memory is short it is skipped rather than ending the pass.
 void LogCount(const QZChar* source, const QZChar* prefix, uint64_t count, const QZChar* suffix) {
-  StringBuf text(prefix);
-  text.Append(count, 10);
-  text.Append(suffix);
-  Platform::LogInfo(source, text);
+  try {
+    StringBuf text(prefix);
+    text.Append(count, 10);
+    text.Append(suffix);
+    Platform::LogInfo(source, text);
+  } catch (const std::bad_alloc&) {
+  }
 }
+
+// Whatever becomes of a pass, the messages it took end with it.
+class TakenMessages {
+ public:
+  ~TakenMessages() {
+    for (Message* message : list) delete message;
+  }
+  MessageList list;
+};
 
 }  // namespace
 
 TransmitterThread::TransmitterThread(const Configuration* configuration,
                                      FlowController* flowController, MessageQueue* queue)
     : queue(queue), flowController(flowController) {
+  try {
+    Make(configuration);
+  } catch (...) {
+    Release();
+    throw;
+  }
+}
+
+void TransmitterThread::Make(const Configuration* configuration) {
   envelope = new MessagesTag(configuration);
   stateLock = Platform::NewMutex();
   processLock = Platform::NewMutex();
@@ -59,23 +83,41 @@ TransmitterThread::TransmitterThread(const Configuration* configuration,
       offlineData->SetMessageGroup(configuration->GetMessageGroup());
     }
   }
-  // Everything Run touches exists before the thread does.
+  // A factory gives null only when it failed (and said so): without all of
+  // these the transmitter could not work, or not safely.
+  if (stateLock == nullptr || processLock == nullptr ||
+      (configuration != nullptr && transmitter == nullptr) ||
+      (configuration != nullptr && flowController->IsSupportOfflineStorage() && offlineData == nullptr)) {
+    throw std::bad_alloc();
+  }
+  // Everything Run touches exists before the thread does, and nothing can
+  // fail after it (a Windows thread made and never started takes its whole
+  // stop timeout to go).
   thread = Platform::NewThread(this);
-  if (thread != nullptr && configuration != nullptr) {
-    // Summed in 64 bits: the timeout may be as large as the 32-bit maximum.
-    const int64_t wait = static_cast<int64_t>(configuration->GetEndpointTimeout()) + 2000;
-    thread->SetStopTimeout(static_cast<int32_t>(std::min<int64_t>(wait, INT32_MAX)));
+  if (thread == nullptr) throw std::bad_alloc();
+  if (configuration != nullptr) {
+    thread->SetStopTimeout(IThread::StopTimeoutAfter(configuration->GetEndpointTimeout()));
   }
 }
 
 TransmitterThread::~TransmitterThread() {
   Stop();
+  Release();
+}
+
+void TransmitterThread::Release() {
   delete thread;
+  thread = nullptr;
   delete offlineData;
+  offlineData = nullptr;
   delete transmitter;
+  transmitter = nullptr;
   delete processLock;
+  processLock = nullptr;
   delete stateLock;
+  stateLock = nullptr;
   delete envelope;
+  envelope = nullptr;
 }
 
 void TransmitterThread::Start() {
@@ -124,6 +166,10 @@ void TransmitterThread::SendNow() {
   }
 }
 
+uint32_t TransmitterThread::GetStopTimeout() const {
+  return thread != nullptr ? thread->GetStopTimeout() : 0;
+}
+
 void TransmitterThread::Run() {
   interval = flowController->GetInterval(0);
   while (running.load()) {
@@ -138,9 +184,11 @@ void TransmitterThread::Run() {
   if (!flowController->IsSendDisabled()) ProcessQueue();
 }
 
-void TransmitterThread::ProcessQueue() {
+// A pass that fails (memory ran out) loses its batch, not the thread.
+void TransmitterThread::ProcessQueue() try {
   MutexLock guard(processLock);
-  MessageList messages;
+  TakenMessages owned;
+  MessageList& messages = owned.list;
   if (queue != nullptr) queue->TakeAll(messages);
   const size_t taken = messages.size();
   if (taken > 0) {
@@ -176,10 +224,11 @@ void TransmitterThread::ProcessQueue() {
         StoreOffline(count, text);
       }
     }
-    for (Message* message : messages) delete message;
   }
   interval = flowController->GetInterval(taken);
   sendNowRequested.store(false);
+} catch (...) {
+  LogCaughtException(kProcessSource);
 }
 
 bool TransmitterThread::StoreOffline(uint64_t count, const StringBuf& text) {

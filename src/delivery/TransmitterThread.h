@@ -39,10 +39,15 @@ class TransmitterThread : public IRunnable {
   // Marks an immediate send and wakes the thread, even when sending is disabled;
   // waits for a pass in progress.
   void SendNow();
+  // The thread's stop timeout; 0 without a thread.
+  uint32_t GetStopTimeout() const;
 
   void Run() override;
 
  private:
+  // The constructor's work; Release undoes what it made.
+  void Make(const Configuration* configuration);
+  void Release();
   void ProcessQueue();
   bool StoreOffline(uint64_t count, const StringBuf& text);
 

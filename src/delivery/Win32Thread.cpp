@@ -1,6 +1,8 @@
 #include "delivery/Win32Thread.h"
 
 #include "delivery/IRunnable.h"
+#include "platform/CaughtException.h"
+#include "platform/ModuleReference.h"
 #include "platform/Platform.h"
 
 namespace qz {
@@ -12,10 +14,16 @@ Win32Thread::Win32Thread(IRunnable* runnable)
       threadHandle(nullptr),
       wakeEvent(nullptr),
       wakePending(false),
-      ended(true) {
+      ended(true),
+      module(ModuleReference::Acquire()) {
+  // The library stays loaded while the thread runs its code.
   threadHandle = CreateThread(nullptr, 0, &Win32Thread::ThreadProc, this, CREATE_SUSPENDED,
                               &threadId);
-  if (threadHandle != nullptr) SetThreadPriority(threadHandle, THREAD_PRIORITY_BELOW_NORMAL);
+  if (threadHandle != nullptr) {
+    SetThreadPriority(threadHandle, THREAD_PRIORITY_BELOW_NORMAL);
+  } else {
+    ModuleReference::Release(module.exchange(nullptr));
+  }
   wakeEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
 }
 
@@ -27,8 +35,16 @@ DWORD WINAPI Win32Thread::ThreadProc(LPVOID parameter) {
   Win32Thread* self = static_cast<Win32Thread*>(parameter);
   // Background mode may only be entered by the thread itself.
   SetThreadPriority(GetCurrentThread(), THREAD_MODE_BACKGROUND_BEGIN);
-  self->runnable->Run();
+  try {
+    self->runnable->Run();
+  } catch (...) {
+    // An exception must not end the host's process with this thread.
+    LogCaughtException(QZ_TEXT("Win32Thread::Run"));
+  }
   SetThreadPriority(GetCurrentThread(), THREAD_MODE_BACKGROUND_END);
+  // Does not return while a reference is held: a host may have unloaded the
+  // library during the run, and the thread must not come back into it.
+  ModuleReference::ReleaseAtThreadEnd(self->module.exchange(nullptr));
   return 0;
 }
 
@@ -56,6 +72,8 @@ void Win32Thread::Stop() {
         // Termination completes asynchronously; let it finish before the
         // owner frees what the thread was using.
         if (ended) ended = WaitForSingleObject(threadHandle, 5000) == WAIT_OBJECT_0;
+        // A killed thread never dropped its hold on the module.
+        if (ended) ModuleReference::Release(module.exchange(nullptr));
       }
     }
     CloseHandle(threadHandle);
@@ -73,7 +91,8 @@ void Win32Thread::Wake() {
 
 void Win32Thread::Sleep(uint32_t milliseconds) {
   if (wakeEvent == nullptr) return;
-  WaitForSingleObject(wakeEvent, milliseconds);
+  // The largest interval would read as INFINITE: the longest finite wait instead.
+  WaitForSingleObject(wakeEvent, milliseconds < INFINITE ? milliseconds : INFINITE - 1);
   // A Wake from here on signals again. One that came since the wait ended
   // found the flag set and did not: its work was queued before it, so the
   // pass this thread is about to make takes it.

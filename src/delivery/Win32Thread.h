@@ -43,6 +43,8 @@ class Win32Thread : public IThread {
   // Wine server there) would change nothing.
   std::atomic<bool> wakePending;
   bool ended;
+  // The thread's hold on the library's module; whoever takes it drops it.
+  std::atomic<void*> module;
 };
 
 }  // namespace qz

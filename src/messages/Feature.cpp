@@ -1,5 +1,7 @@
 #include "messages/Feature.h"
 
+#include <memory>
+
 #include "messages/FeatureCorrelator.h"
 #include "platform/Platform.h"
 
@@ -23,9 +25,9 @@ Feature* Feature::CreateTick(const QZChar* session, const QZChar* name, const Bi
 Feature* Feature::CreateStart(FeatureCorrelator* correlator, const QZChar* session,
                               const QZChar* name, const BinaryInfo* info,
                               const ExtendedKeys* keys) {
-  Feature* feature = new Feature(session, name, info, keys, EVENT_START, nullptr);
+  std::unique_ptr<Feature> feature(new Feature(session, name, info, keys, EVENT_START, nullptr));
   if (correlator != nullptr) correlator->AddMark(name, feature->GetID());
-  return feature;
+  return feature.release();
 }
 
 Feature* Feature::CreateStop(FeatureCorrelator* correlator, const QZChar* session,

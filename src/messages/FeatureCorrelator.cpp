@@ -31,7 +31,9 @@ FeatureCorrelator::~FeatureCorrelator() {
 }
 
 void FeatureCorrelator::AddMark(const QZChar* name, const QZChar* group) {
-  std::unique_ptr<FeatureMark> mark(new FeatureMark(name, Platform::NewThreadID(), group));
+  std::unique_ptr<ThreadID> starter(Platform::NewThreadID());
+  std::unique_ptr<FeatureMark> mark(new FeatureMark(name, starter.get(), group));
+  starter.release();  // the mark's now
   marks.insert(marks.begin(), mark.get());
   mark.release();
 }

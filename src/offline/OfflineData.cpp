@@ -5,11 +5,11 @@
 #include <memory>
 #include <new>
 
-#include "api/Guid.h"
 #include "delivery/XMLTransmitter.h"
 #include "offline/OfflineDataMessagesTag.h"
 #include "offline/OfflineFile.h"
 #include "platform/Platform.h"
+#include "types/Guid.h"
 #include "types/Utf8.h"
 
 namespace qz {
@@ -244,6 +244,21 @@ int32_t OfflineData::SendNext(XMLTransmitter& transmitter) {
 
   if (!CreateAppRoot()) return kFailed;
   if (!GetQueueLock()) return kLocked;
+  try {
+    return SendOldest(transmitter, keptCompanyID, keptApplicationID);
+  } catch (...) {
+    // Out of memory, say: the other senders must not wait for this one. A
+    // batch it claimed is taken back later like any abandoned claim.
+    ReleaseQueueLock();
+    companyID = keptCompanyID;
+    applicationID = keptApplicationID;
+    throw;
+  }
+}
+
+// REQUIRES: the queue lock is held. Releases it.
+int32_t OfflineData::SendOldest(XMLTransmitter& transmitter, const StringBuf& keptCompanyID,
+                                const StringBuf& keptApplicationID) {
   RestoreAbandoned(transmitter);
   companyID = keptCompanyID;
   applicationID = keptApplicationID;

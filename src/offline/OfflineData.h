@@ -126,6 +126,8 @@ class OfflineData {
   StringBuf messagesText;
 
  private:
+  int32_t SendOldest(XMLTransmitter& transmitter, const StringBuf& keptCompanyID,
+                     const StringBuf& keptApplicationID);
   bool WriteFields(OfflineFile& file, uint64_t time, uint64_t count, const StringBuf& text);
   bool ReadFields(OfflineFile& file);
   void RestoreAbandoned(const XMLTransmitter& transmitter);

@@ -1,16 +1,42 @@
 #include "offline/OfflineStorageSenderThread.h"
 
+#include <new>
+
 #include "delivery/IThread.h"
 #include "delivery/Mutex.h"
 #include "delivery/XMLTransmitter.h"
 #include "offline/OfflineData.h"
+#include "platform/CaughtException.h"
 #include "platform/Platform.h"
 #include "qz/Configuration.h"
 
 namespace qz {
+namespace {
+
+// Information only: when memory is short it is skipped rather than ending the pass.
+void LogSleep(uint32_t interval) {
+  try {
+    StringBuf message(QZ_TEXT("Sleep("));
+    message.Append(interval, 10).Append(QZ_TEXT(")"));
+    Platform::LogInfo(QZ_TEXT("OfflineStorageManager:Run"), message);
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+}  // namespace
 
 OfflineStorageSenderThread::OfflineStorageSenderThread(const Configuration* configuration,
                                                        const FlowController* flow) {
+  try {
+    Make(configuration, flow);
+  } catch (...) {
+    Release();
+    throw;
+  }
+}
+
+void OfflineStorageSenderThread::Make(const Configuration* configuration,
+                                      const FlowController* flow) {
   if (configuration != nullptr) {
     transmitter = Platform::NewXMLTransmitter(const_cast<Configuration*>(configuration));
   }
@@ -22,20 +48,35 @@ OfflineStorageSenderThread::OfflineStorageSenderThread(const Configuration* conf
   }
   flowController = flow;
   stateLock = Platform::NewMutex();
-  // Everything Run touches exists before the thread does.
+  // A factory gives null only when it failed (and said so).
+  if (stateLock == nullptr || offlineData == nullptr ||
+      (configuration != nullptr && transmitter == nullptr)) {
+    throw std::bad_alloc();
+  }
+  // Everything Run touches exists before the thread does, and nothing can
+  // fail after it.
   thread = Platform::NewThread(this);
-  if (thread != nullptr && configuration != nullptr) {
-    thread->SetStopTimeout(configuration->GetEndpointTimeout() + 2000);
+  if (thread == nullptr) throw std::bad_alloc();
+  if (configuration != nullptr) {
+    thread->SetStopTimeout(IThread::StopTimeoutAfter(configuration->GetEndpointTimeout()));
   }
 }
 
 OfflineStorageSenderThread::~OfflineStorageSenderThread() {
   Stop();
+  Release();
+}
+
+void OfflineStorageSenderThread::Release() {
   // Joins a thread that ended by itself.
   delete thread;
+  thread = nullptr;
   delete stateLock;
+  stateLock = nullptr;
   delete offlineData;
+  offlineData = nullptr;
   delete transmitter;
+  transmitter = nullptr;
 }
 
 void OfflineStorageSenderThread::Start() {
@@ -76,6 +117,10 @@ void OfflineStorageSenderThread::SetSendDisabled(bool disabled) {
   }
 }
 
+uint32_t OfflineStorageSenderThread::GetStopTimeout() const {
+  return thread != nullptr ? thread->GetStopTimeout() : 0;
+}
+
 void OfflineStorageSenderThread::Run() {
   bool first = true;
   uint32_t interval = flowController.GetInterval(0);
@@ -83,9 +128,7 @@ void OfflineStorageSenderThread::Run() {
     if (first) {
       first = false;
     } else {
-      StringBuf message(QZ_TEXT("Sleep("));
-      message.Append(interval, 10).Append(QZ_TEXT(")"));
-      Platform::LogInfo(QZ_TEXT("OfflineStorageManager:Run"), message);
+      LogSleep(interval);
       thread->Sleep(interval);
     }
     uint64_t sent = 0;
@@ -96,7 +139,8 @@ void OfflineStorageSenderThread::Run() {
   }
 }
 
-uint64_t OfflineStorageSenderThread::SendOne() {
+// A pass that fails (memory ran out) sends nothing, and the next one tries again.
+uint64_t OfflineStorageSenderThread::SendOne() try {
   if (offlineData == nullptr || transmitter == nullptr) return 0;
   switch (offlineData->SendNext(*transmitter)) {
     case OfflineData::kBatchFailed:
@@ -113,6 +157,9 @@ uint64_t OfflineStorageSenderThread::SendOne() {
       // Another sender holds the lock, or no folder: the next pass tries again.
       return 0;
   }
+} catch (...) {
+  LogCaughtException(QZ_TEXT("OfflineStorageSenderThread::SendOne"));
+  return 0;
 }
 
 }  // namespace qz

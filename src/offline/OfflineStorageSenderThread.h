@@ -38,10 +38,15 @@ class OfflineStorageSenderThread : public IRunnable {
   void SendNow();
   // Re-enabling wakes the thread.
   void SetSendDisabled(bool disabled);
+  // The thread's stop timeout; 0 without a thread.
+  uint32_t GetStopTimeout() const;
 
   void Run() override;
 
  private:
+  // The constructor's work; Release undoes what it made.
+  void Make(const Configuration* configuration, const FlowController* flow);
+  void Release();
   // Number of messages sent.
   uint64_t SendOne();
 

@@ -12,6 +12,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <memory>
+#include <new>
 #include <vector>
 
 #include "delivery/Mutex.h"
@@ -22,6 +24,10 @@
 
 namespace qz {
 namespace {
+
+struct FolderCloser {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
 
 const QZChar kGetDirSource[] = QZ_TEXT("PosixOfflineData::GetDir");
 const QZChar kStorageRootSource[] = QZ_TEXT("PosixOfflineData::GetStorageRoot");
@@ -288,7 +294,12 @@ OfflineFile* PosixOfflineData::OpenFile(const QZChar* name, bool forWrite, uint3
     error = static_cast<uint32_t>(errno);
     return nullptr;
   }
-  return new PosixOfflineFile(descriptor);
+  OfflineFile* file = new (std::nothrow) PosixOfflineFile(descriptor);
+  if (file == nullptr) {
+    close(descriptor);
+    error = ENOMEM;
+  }
+  return file;
 }
 
 bool PosixOfflineData::GetQueueLock() {
@@ -333,6 +344,8 @@ int32_t PosixOfflineData::FindOldest(StringBuf& path) {
     LogErrno(source, errno);
     return kFailed;
   }
+  // Closed however this ends: keeping a name may throw.
+  std::unique_ptr<DIR, FolderCloser> owned(folder);
   std::string oldest;
   errno = 0;
   while (const dirent* entry = readdir(folder)) {
@@ -342,7 +355,6 @@ int32_t PosixOfflineData::FindOldest(StringBuf& path) {
   // Go on with the smallest name seen.
   const int code = errno;
   if (code != 0) LogErrno(source, code);
-  closedir(folder);
   if (oldest.empty()) return code != 0 ? kFailed : kNothingStored;
   SetText(path, appRoot + "/" + oldest);
   return kFound;
@@ -357,6 +369,7 @@ void PosixOfflineData::MarkClaimed(const QZChar* name) {
 void PosixOfflineData::ListStaleTemporaries(uint64_t age, std::vector<Name>& names) {
   DIR* folder = opendir(appRoot.c_str());
   if (folder == nullptr) return;
+  std::unique_ptr<DIR, FolderCloser> owned(folder);
   const uint64_t now = NowMillis();
   while (const dirent* entry = readdir(folder)) {
     if (strncmp(entry->d_name, "QZ", 2) != 0 || !EndsWith(entry->d_name, ".tmp")) continue;
@@ -372,7 +385,6 @@ void PosixOfflineData::ListStaleTemporaries(uint64_t age, std::vector<Name>& nam
     SetText(name, appRoot + "/" + entry->d_name);
     names.emplace_back(name.ToString(), name.StrLen());
   }
-  closedir(folder);
 }
 
 }  // namespace qz

@@ -7,7 +7,8 @@ namespace qz {
 
 // Creates the platform singleton (if there is none) and the run's global lock.
 void CreatePlatform();
-// Destroys the global lock and the singleton. Does not stop a run.
+// Destroys the global lock and the singleton. Does not stop a run, and leaves
+// both in place while threads of a run still hold the library's module.
 void DestroyPlatform();
 
 }  // namespace qz

@@ -17,6 +17,17 @@ void Capture(int32_t level, const QZChar* source, const QZChar* message) {
   if (sink != nullptr) sink->Write(level, source, message);
 }
 
+// The log is where failures go, so it must never become one: whatever the
+// back end throws (out of memory, say) ends here.
+template <typename Write>
+void Deliver(int32_t level, const QZChar* source, const QZChar* message, Write write) noexcept {
+  try {
+    Capture(level, source, message);
+    write();
+  } catch (...) {
+  }
+}
+
 }  // namespace
 
 namespace testhooks {
@@ -201,22 +212,19 @@ void Platform::GetPageFiles(FactList<PageFileInfo>& list, bool fullData) {
 void Platform::LogInfo(const QZChar* source, const QZChar* message) {
   Platform* p = Instance();
   if (p == nullptr || p->logLevel.load(std::memory_order_relaxed) >= 101) return;
-  Capture(LOG_INFO, source, message);
-  p->DoLogInfo(source, message);
+  Deliver(LOG_INFO, source, message, [&] { p->DoLogInfo(source, message); });
 }
 
 void Platform::LogWarn(const QZChar* source, const QZChar* message) {
   Platform* p = Instance();
   if (p == nullptr || p->logLevel.load(std::memory_order_relaxed) >= 201) return;
-  Capture(LOG_WARN, source, message);
-  p->DoLogWarn(source, message);
+  Deliver(LOG_WARN, source, message, [&] { p->DoLogWarn(source, message); });
 }
 
 void Platform::LogError(const QZChar* source, const QZChar* message) {
   Platform* p = Instance();
   if (p == nullptr || p->logLevel.load(std::memory_order_relaxed) >= 301) return;
-  Capture(LOG_ERROR, source, message);
-  p->DoLogError(source, message);
+  Deliver(LOG_ERROR, source, message, [&] { p->DoLogError(source, message); });
 }
 
 void Platform::SetLogLevel(int32_t level) {

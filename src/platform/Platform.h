@@ -126,6 +126,12 @@ class Platform {
 // Made by the platform file that CMake picks for this system.
 Platform* NewNativePlatform();
 
+// The last time that the 24-character time text can hold,
+// 9999-12-31T23:59:59.999Z. FormatTime gives an empty text for later ones on
+// every platform: they would need a fifth digit of the year, which no reader
+// of the batch accepts.
+constexpr uint64_t kLastTimeTextMillis = 253402300799999ULL;
+
 // Time text shared by both platforms: "YYYY-MM-DDThh:mm:ss.mmmZ" (UTC) from
 // calendar fields, as "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ" writes it; it
 // replaces the text of out.

@@ -98,11 +98,17 @@ bool ReadSmallFile(const char* path, std::string& out, size_t limit) {
   const int fd = open(path, O_RDONLY | O_CLOEXEC);
   if (fd < 0) return false;
   char buffer[4096];
-  while (out.size() < limit) {
-    const ssize_t n = read(fd, buffer, std::min(sizeof buffer, limit - out.size()));
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    out.append(buffer, static_cast<size_t>(n));
+  try {
+    while (out.size() < limit) {
+      const ssize_t n = read(fd, buffer, std::min(sizeof buffer, limit - out.size()));
+      if (n < 0 && errno == EINTR) continue;
+      if (n <= 0) break;
+      out.append(buffer, static_cast<size_t>(n));
+    }
+  } catch (...) {
+    // The text outgrew the memory left.
+    close(fd);
+    throw;
   }
   close(fd);
   return true;

@@ -44,6 +44,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,10 @@
 
 namespace qz {
 namespace {
+
+struct FolderCloser {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
 
 void HashUtf8(const std::string& text, StringBuf& out) {
   StringBuf wide;
@@ -137,6 +142,8 @@ void ResolveHostAddress(const std::string& host, StringBuf& out) {
   hints.ai_protocol = IPPROTO_TCP;
   addrinfo* results = nullptr;
   if (getaddrinfo(host.c_str(), nullptr, &hints, &results) != 0) return;
+  // Freed however this ends: appending to out may throw.
+  std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owned(results, &freeaddrinfo);
   for (addrinfo* r = results; r != nullptr; r = r->ai_next) {
     char text[INET_ADDRSTRLEN] = {};
     if (r->ai_family != AF_INET ||
@@ -147,7 +154,6 @@ void ResolveHostAddress(const std::string& host, StringBuf& out) {
     out.Append(text);
     break;
   }
-  freeaddrinfo(results);
 }
 
 uint32_t NumberFile(const std::string& path) {
@@ -161,6 +167,7 @@ std::vector<InterfaceFacts> ReadInterfaces(bool fullData) {
   std::vector<InterfaceFacts> interfaces;
   ifaddrs* list = nullptr;
   if (getifaddrs(&list) != 0) return interfaces;
+  std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owned(list, &freeifaddrs);
   for (ifaddrs* i = list; i != nullptr; i = i->ifa_next) {
     if (i->ifa_name == nullptr || (i->ifa_flags & IFF_LOOPBACK) != 0) continue;
     auto known = std::find_if(interfaces.begin(), interfaces.end(),
@@ -183,7 +190,6 @@ std::vector<InterfaceFacts> ReadInterfaces(bool fullData) {
       }
     }
   }
-  freeifaddrs(list);
   return interfaces;
 }
 
@@ -194,6 +200,7 @@ std::string VolumeUuid(const std::string& device) {
   const std::string folder = "/dev/disk/by-uuid/";
   std::string uuid;
   if (DIR* dir = opendir(folder.c_str())) {
+    std::unique_ptr<DIR, FolderCloser> owned(dir);
     while (dirent* entry = readdir(dir)) {
       char linked[PATH_MAX];
       if (entry->d_name[0] == '.') continue;
@@ -203,7 +210,6 @@ std::string VolumeUuid(const std::string& device) {
         break;
       }
     }
-    closedir(dir);
   }
   return uuid;
 }

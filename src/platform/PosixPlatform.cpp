@@ -17,6 +17,7 @@
 #include "delivery/PosixThreadID.h"
 #include "delivery/PosixXMLTransmitter.h"
 #include "offline/PosixOfflineData.h"
+#include "platform/CaughtException.h"
 #include "platform/DefaultEndpoint.h"
 #include "types/Utf8.h"
 
@@ -103,10 +104,15 @@ void AppendHex(QZChar* out, uint64_t value, int digits) {
 }
 
 void WriteSyslog(int priority, const QZChar* source, const QZChar* message) {
-  std::string text = ToUtf8(source);
-  text += ": ";
-  text += ToUtf8(message);
-  syslog(LOG_USER | priority, "%s", text.c_str());
+  try {
+    std::string text = ToUtf8(source);
+    text += ": ";
+    text += ToUtf8(message);
+    syslog(LOG_USER | priority, "%s", text.c_str());
+  } catch (const std::bad_alloc&) {
+    // No room for the text: at least the kind of event.
+    syslog(LOG_USER | priority, "%s", "qz: a diagnostic was dropped: out of memory");
+  }
 }
 
 }  // namespace
@@ -120,19 +126,26 @@ PosixPlatform::PosixPlatform() {
 
 PosixPlatform::~PosixPlatform() { curl_global_cleanup(); }
 
-Mutex* PosixPlatform::DoNewMutex() { return new (std::nothrow) PosixMutex(); }
+Mutex* PosixPlatform::DoNewMutex() {
+  return NewOrNull<PosixMutex>(QZ_TEXT("PosixPlatform::NewMutex"));
+}
 
-ThreadID* PosixPlatform::DoNewThreadID() { return new (std::nothrow) PosixThreadID(); }
+ThreadID* PosixPlatform::DoNewThreadID() {
+  return NewOrNull<PosixThreadID>(QZ_TEXT("PosixPlatform::NewThreadID"));
+}
 
 IThread* PosixPlatform::DoNewThread(IRunnable* runnable) {
-  return new (std::nothrow) PosixThread(runnable);
+  return NewOrNull<PosixThread>(QZ_TEXT("PosixPlatform::NewThread"), runnable);
 }
 
 XMLTransmitter* PosixPlatform::DoNewXMLTransmitter(Configuration* configuration) {
-  return configuration != nullptr ? new PosixXMLTransmitter(*configuration) : nullptr;
+  if (configuration == nullptr) return nullptr;
+  return NewOrNull<PosixXMLTransmitter>(QZ_TEXT("PosixPlatform::NewXMLTransmitter"), *configuration);
 }
 
-OfflineData* PosixPlatform::DoNewOfflineData() { return new (std::nothrow) PosixOfflineData(); }
+OfflineData* PosixPlatform::DoNewOfflineData() {
+  return NewOrNull<PosixOfflineData>(QZ_TEXT("PosixPlatform::NewOfflineData"));
+}
 
 void PosixPlatform::DoApplyDefaultEndpoint(Configuration* configuration) {
   ApplyDefaultEndpointTo(configuration);
@@ -151,9 +164,9 @@ uint64_t PosixPlatform::DoGetTimeMillis() {
 
 void PosixPlatform::DoFormatTime(uint64_t milliseconds, StringBuf& out) {
   // Calendar arithmetic rather than gmtime_r, which takes the C library's
-  // time-zone lock; it gives the same text for every value.
+  // time-zone lock.
   out.Clear();
-  AppendTimeText(out, milliseconds);
+  if (milliseconds <= kLastTimeTextMillis) AppendTimeText(out, milliseconds);
 }
 
 void PosixPlatform::DoGetTimeString(StringBuf& out) { DoFormatTime(DoGetTimeMillis(), out); }
@@ -192,6 +205,13 @@ void PosixPlatform::DoLogError(const QZChar* source, const QZChar* message) {
   WriteSyslog(LOG_ERR, source, message);
 }
 
-Platform* NewNativePlatform() { return new (std::nothrow) PosixPlatform(); }
+// Nothing to log to without a platform.
+Platform* NewNativePlatform() {
+  try {
+    return new PosixPlatform();
+  } catch (...) {
+    return nullptr;
+  }
+}
 
 }  // namespace qz

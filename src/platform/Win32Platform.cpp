@@ -9,6 +9,7 @@
 #include "delivery/Win32ThreadID.h"
 #include "delivery/Win32XMLTransmitter.h"
 #include "offline/Win32OfflineData.h"
+#include "platform/CaughtException.h"
 #include "platform/DefaultEndpoint.h"
 
 namespace qz {
@@ -74,21 +75,26 @@ void Win32Platform::RegisterEventLogSource(HMODULE module, DWORD categoryCount) 
   RegCloseKey(key);
 }
 
-Mutex* Win32Platform::DoNewMutex() { return new (std::nothrow) Win32Mutex(); }
+Mutex* Win32Platform::DoNewMutex() {
+  return NewOrNull<Win32Mutex>(QZ_TEXT("Win32Platform::NewMutex"));
+}
 
 ThreadID* Win32Platform::DoNewThreadID() {
-  return new (std::nothrow) Win32ThreadID(GetCurrentThreadId());
+  return NewOrNull<Win32ThreadID>(QZ_TEXT("Win32Platform::NewThreadID"), GetCurrentThreadId());
 }
 
 IThread* Win32Platform::DoNewThread(IRunnable* runnable) {
-  return new (std::nothrow) Win32Thread(runnable);
+  return NewOrNull<Win32Thread>(QZ_TEXT("Win32Platform::NewThread"), runnable);
 }
 
 XMLTransmitter* Win32Platform::DoNewXMLTransmitter(Configuration* configuration) {
-  return configuration != nullptr ? new Win32XMLTransmitter(*configuration) : nullptr;
+  if (configuration == nullptr) return nullptr;
+  return NewOrNull<Win32XMLTransmitter>(QZ_TEXT("Win32Platform::NewXMLTransmitter"), *configuration);
 }
 
-OfflineData* Win32Platform::DoNewOfflineData() { return new (std::nothrow) Win32OfflineData(); }
+OfflineData* Win32Platform::DoNewOfflineData() {
+  return NewOrNull<Win32OfflineData>(QZ_TEXT("Win32Platform::NewOfflineData"));
+}
 
 void Win32Platform::DoApplyDefaultEndpoint(Configuration* configuration) {
   ApplyDefaultEndpointTo(configuration);
@@ -107,6 +113,12 @@ uint64_t Win32Platform::DoGetTimeMillis() {
 }
 
 void Win32Platform::DoFormatTime(uint64_t milliseconds, StringBuf& out) {
+  // Checked first: far larger values would also wrap the sum below around to
+  // a time that converts.
+  if (milliseconds > kLastTimeTextMillis) {
+    out.Clear();
+    return;
+  }
   uint64_t ticks = (milliseconds + kMillisFrom1601To1970) * 10000;
   FILETIME ft;
   ft.dwLowDateTime = static_cast<DWORD>(ticks);
@@ -163,6 +175,13 @@ void Win32Platform::DoLogError(const QZChar* source, const QZChar* message) {
   Report(EVENTLOG_ERROR_TYPE, 259, source, message);
 }
 
-Platform* NewNativePlatform() { return new (std::nothrow) Win32Platform(); }
+// Nothing to log to without a platform.
+Platform* NewNativePlatform() {
+  try {
+    return new Win32Platform();
+  } catch (...) {
+    return nullptr;
+  }
+}
 
 }  // namespace qz

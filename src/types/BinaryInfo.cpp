@@ -1,7 +1,8 @@
 #include "qz/BinaryInfo.h"
 
-#include "api/Guid.h"
+#include "platform/CaughtException.h"
 #include "platform/Platform.h"
+#include "types/Guid.h"
 
 
 namespace qz {
@@ -10,7 +11,8 @@ BinaryInfo::BinaryInfo() : modifiedDate(0) {}
 
 BinaryInfo::~BinaryInfo() = default;
 
-BinaryInfo& BinaryInfo::operator=(const BinaryInfo* other) {
+// When memory runs out part way, the copy is left incomplete (and logged).
+BinaryInfo& BinaryInfo::operator=(const BinaryInfo* other) try {
   if (other == this) return *this;
   id.Clear();
   name.Clear();
@@ -29,9 +31,12 @@ BinaryInfo& BinaryInfo::operator=(const BinaryInfo* other) {
     modifiedDate = other->modifiedDate;
   }
   return *this;
+} catch (...) {
+  LogCaughtException(QZ_TEXT("BinaryInfo::operator="));
+  return *this;
 }
 
-void BinaryInfo::SetID(const QZChar* text) {
+void BinaryInfo::SetID(const QZChar* text) try {
   if (text == nullptr || text[0] == 0) {
     id.Clear();
     return;
@@ -44,21 +49,34 @@ void BinaryInfo::SetID(const QZChar* text) {
   }
   id = text;
   id.ToUpperCase();
+} catch (...) {
+  LogCaughtException(QZ_TEXT("BinaryInfo::SetID"));
 }
 
-void BinaryInfo::SetName(const QZChar* text) { name = text; }
+void BinaryInfo::SetName(const QZChar* text) {
+  AssignOrLog(name, text, QZ_TEXT("BinaryInfo::SetName"));
+}
 
-void BinaryInfo::SetVersion(const QZChar* text) { version = text; }
+void BinaryInfo::SetVersion(const QZChar* text) {
+  AssignOrLog(version, text, QZ_TEXT("BinaryInfo::SetVersion"));
+}
 
-void BinaryInfo::SetClassName(const QZChar* text) { className = text; }
+void BinaryInfo::SetClassName(const QZChar* text) {
+  AssignOrLog(className, text, QZ_TEXT("BinaryInfo::SetClassName"));
+}
 
-void BinaryInfo::SetMethodName(const QZChar* text) { methodName = text; }
+void BinaryInfo::SetMethodName(const QZChar* text) {
+  AssignOrLog(methodName, text, QZ_TEXT("BinaryInfo::SetMethodName"));
+}
 
-void BinaryInfo::SetModifiedDate(uint64_t milliseconds) {
+void BinaryInfo::SetModifiedDate(uint64_t milliseconds) try {
   modifiedText.Clear();
   modifiedDate = milliseconds;
   // A time the platform cannot convert leaves the text empty.
   if (milliseconds != 0) Platform::FormatTime(milliseconds, modifiedText);
+} catch (...) {
+  modifiedText.Clear();
+  LogCaughtException(QZ_TEXT("BinaryInfo::SetModifiedDate"));
 }
 
 }  // namespace qz

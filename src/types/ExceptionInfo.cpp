@@ -1,12 +1,13 @@
 #include "qz/ExceptionInfo.h"
 
+#include "platform/CaughtException.h"
 
 namespace qz {
 
 namespace {
 
-void SetUserText(StringBuf& field, const QZChar* text) {
-  field = text;
+void SetUserText(StringBuf& field, const QZChar* text, const QZChar* source) {
+  AssignOrLog(field, text, source);
   field.Trim();
   if (field.StrLen() > ExceptionInfo::MAX_USER_TEXT_LENGTH) {
     field.SubString(0, ExceptionInfo::MAX_USER_TEXT_LENGTH);
@@ -19,7 +20,8 @@ ExceptionInfo::ExceptionInfo() : eventType(EVENT_CAUGHT) {}
 
 ExceptionInfo::~ExceptionInfo() = default;
 
-ExceptionInfo& ExceptionInfo::operator=(const ExceptionInfo* other) {
+// When memory runs out part way, the copy is left incomplete (and logged).
+ExceptionInfo& ExceptionInfo::operator=(const ExceptionInfo* other) try {
   if (other == this) return *this;
   if (other == nullptr) {
     eventType = EVENT_CAUGHT;
@@ -34,6 +36,9 @@ ExceptionInfo& ExceptionInfo::operator=(const ExceptionInfo* other) {
   message = other->message;
   userContact = other->userContact;
   userComment = other->userComment;
+  return *this;
+} catch (...) {
+  LogCaughtException(QZ_TEXT("ExceptionInfo::operator="));
   return *this;
 }
 
@@ -54,28 +59,36 @@ const QZChar* ExceptionInfo::GetEventTypeString() const {
   }
 }
 
-void ExceptionInfo::SetType(const QZChar* typeName) { type = typeName; }
+void ExceptionInfo::SetType(const QZChar* typeName) {
+  AssignOrLog(type, typeName, QZ_TEXT("ExceptionInfo::SetType"));
+}
 
 ExceptionInfo& ExceptionInfo::Type(const QZChar* typeName) {
   SetType(typeName);
   return *this;
 }
 
-void ExceptionInfo::SetMessage(const QZChar* messageText) { message = messageText; }
+void ExceptionInfo::SetMessage(const QZChar* messageText) {
+  AssignOrLog(message, messageText, QZ_TEXT("ExceptionInfo::SetMessage"));
+}
 
 ExceptionInfo& ExceptionInfo::Message(const QZChar* messageText) {
   SetMessage(messageText);
   return *this;
 }
 
-void ExceptionInfo::SetUserContact(const QZChar* contact) { SetUserText(userContact, contact); }
+void ExceptionInfo::SetUserContact(const QZChar* contact) {
+  SetUserText(userContact, contact, QZ_TEXT("ExceptionInfo::SetUserContact"));
+}
 
 ExceptionInfo& ExceptionInfo::Contact(const QZChar* contact) {
   SetUserContact(contact);
   return *this;
 }
 
-void ExceptionInfo::SetUserComment(const QZChar* comment) { SetUserText(userComment, comment); }
+void ExceptionInfo::SetUserComment(const QZChar* comment) {
+  SetUserText(userComment, comment, QZ_TEXT("ExceptionInfo::SetUserComment"));
+}
 
 ExceptionInfo& ExceptionInfo::Comment(const QZChar* comment) {
   SetUserComment(comment);
@@ -112,7 +125,11 @@ ExceptionInfo& ExceptionInfo::Thrown(const std::exception& e) {
 ExceptionInfo& ExceptionInfo::FromException(int32_t event, const std::exception& e) {
   eventType = event;
   message.Clear();
-  message.Append(e.what());
+  try {
+    message.Append(e.what());
+  } catch (...) {
+    LogCaughtException(QZ_TEXT("ExceptionInfo::FromException"));
+  }
   return *this;
 }
 

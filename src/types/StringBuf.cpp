@@ -232,18 +232,25 @@ StringBuf::~StringBuf() {
 
 StringBuf& StringBuf::operator=(const StringBuf& other) {
   if (&other == this) return *this;
-  Clear();
-  AppendChars(other.buffer, TextLength(other.buffer));
-  return *this;
+  return operator=(other.buffer);
 }
 
 StringBuf& StringBuf::operator=(const QZChar* text) {
   if (text == buffer) return *this;
-  // The text may lie further inside this buffer; measure it before Clear
-  // writes the terminator at the front.
+  // The text may lie further inside this buffer; measure it before anything
+  // is written at the front.
   uint64_t n = TextLength(text);
-  Clear();
-  AppendChars(text, n);
+  if (n == 0) return Clear();
+  // Appended as to an empty string, but the old text stays until the new one
+  // has room: a failed allocation leaves it as it was.
+  const uint64_t old = length;
+  length = 0;
+  try {
+    AppendChars(text, n);
+  } catch (...) {
+    length = old;
+    throw;
+  }
   return *this;
 }
 

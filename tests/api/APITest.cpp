@@ -8,7 +8,6 @@
 #include <thread>
 #include <vector>
 
-#include "api/Guid.h"
 #include "api/RunState.h"
 #include "platform/Platform.h"
 #include "qz/BinaryInfo.h"
@@ -18,6 +17,7 @@
 #include "qz/FlowController.h"
 #include "support/LogCapture.h"
 #include "support/TestText.h"
+#include "types/Guid.h"
 
 namespace qz {
 namespace {

@@ -1,36 +1,12 @@
 // libqz.so as a host uses it: an exported class, and loading and unloading.
-#include <dlfcn.h>
-#include <link.h>
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <fstream>
 #include <string>
 
+#include "LibraryCopy.h"
 #include "qz/StringBuf.h"
 
 namespace {
-
-// Where the dynamic linker found the libqz.so this program is linked with
-// (by its SONAME, libqz.so.1).
-std::string LinkedLibraryPath() {
-  std::string path;
-  dl_iterate_phdr(
-      [](dl_phdr_info* info, size_t, void* data) {
-        const char* name = info->dlpi_name;
-        const char* slash = name != nullptr ? strrchr(name, '/') : nullptr;
-        if (slash != nullptr && strncmp(slash + 1, "libqz.so", 8) == 0) {
-          *static_cast<std::string*>(data) = name;
-          return 1;
-        }
-        return 0;
-      },
-      &path);
-  return path;
-}
 
 TEST(PosixLibraryTest, ExportedStringBufWorks) {
   qz::StringBuf text(QZ_TEXT("abc"));
@@ -39,35 +15,17 @@ TEST(PosixLibraryTest, ExportedStringBufWorks) {
   EXPECT_EQ(std::u16string(u"ABC-42"), std::u16string(text.ToString()));
 }
 
-// The linked library is loaded once for good; a copy under another name is a
-// separate object, so each dlopen runs the load step and each dlclose the unload step.
+// Each load of the copy runs the load step and each unload the unload step.
 TEST(PosixLibraryTest, RepeatedLoadAndUnloadOfACopyIsClean) {
-  std::string original = LinkedLibraryPath();
-  ASSERT_FALSE(original.empty()) << "libqz.so is not among the loaded objects";
-
-  char dir[] = "/tmp/qz-library-XXXXXX";
-  ASSERT_NE(nullptr, mkdtemp(dir));
-  std::string copy = std::string(dir) + "/libqz-copy.so";
-  {
-    std::ifstream in(original, std::ios::binary);
-    std::ofstream out(copy, std::ios::binary);
-    out << in.rdbuf();
-    ASSERT_TRUE(in.good() && out.good()) << "copying " << original << " failed";
-  }
-
+  LibraryCopy copy;
+  ASSERT_FALSE(copy.Path().empty()) << "libqz.so could not be copied";
   for (int round = 0; round < 3; ++round) {
-    void* handle = dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(nullptr, handle) << dlerror();
-    EXPECT_EQ(0, dlclose(handle)) << dlerror();
+    ASSERT_TRUE(copy.Load());
+    EXPECT_TRUE(copy.Unload());
     // Something pinning the object (a unique symbol, a thread left running)
     // would keep the unload step from ever running.
-    void* still = dlopen(copy.c_str(), RTLD_NOW | RTLD_NOLOAD);
-    EXPECT_EQ(nullptr, still) << "round " << round << ": the copy stayed loaded after dlclose";
-    if (still != nullptr) dlclose(still);
+    EXPECT_FALSE(copy.IsLoaded()) << "round " << round << ": the copy stayed loaded after dlclose";
   }
-
-  unlink(copy.c_str());
-  rmdir(dir);
 
   // The linked library is untouched by the copy coming and going.
   qz::StringBuf text(QZ_TEXT("still here"));

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <regex>
 #include <set>
 #include <string>
@@ -140,6 +141,21 @@ TEST(Platform, CurrentTimeTextsAreRightAcrossSeconds) {
     last = after;
   }
   EXPECT_EQ(1, seconds);
+}
+
+// The same on every platform: nothing after the last time the text holds,
+// including values so large that the Windows sum would wrap around.
+TEST(Platform, TimesAfterYear9999GiveAnEmptyText) {
+  StringBuf text;
+  Platform::FormatTime(kLastTimeTextMillis, text);
+  EXPECT_EQ("9999-12-31T23:59:59.999Z", U8(text.ToString()));
+  const uint64_t later[] = {kLastTimeTextMillis + 1, 0x7FFFFFFFFFFFFFFFULL / 10000,
+                            UINT64_MAX - 11644473600000ULL + 1, UINT64_MAX};
+  for (uint64_t millis : later) {
+    StringBuf cleared(QZ_TEXT("old"));
+    Platform::FormatTime(millis, cleared);
+    EXPECT_EQ("", U8(cleared.ToString())) << millis;
+  }
 }
 
 TEST(Platform, GuidsAreWellFormedAndUniqueAcrossThreads) {

@@ -56,12 +56,6 @@ TEST(Win32PlatformTest, RegistrationWritesExactValuesAndCategoriesOnlyWhenAsked)
   EXPECT_EQ(Dword(1), ReadValue(L"CategoryCount"));
 }
 
-TEST(Win32PlatformTest, TimeBeyondFiletimeClearsTheText) {
-  StringBuf text(QZ_TEXT("old"));
-  Platform::FormatTime(0x7FFFFFFFFFFFFFFFULL / 10000, text);
-  EXPECT_EQ("", test::U8(text));
-}
-
 RPC_STATUS RPC_ENTRY NoString(UUID*, RPC_WSTR* out) {
   *out = nullptr;
   return RPC_S_OUT_OF_MEMORY;

@@ -1,4 +1,4 @@
-#include "api/Guid.h"
+#include "types/Guid.h"
 
 namespace qz {
 namespace {

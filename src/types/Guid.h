@@ -1,6 +1,6 @@
 // The one test of GUID text that every part of the library uses.
-#ifndef QZ_API_GUID_H
-#define QZ_API_GUID_H
+#ifndef QZ_TYPES_GUID_H
+#define QZ_TYPES_GUID_H
 
 #include "qz/export.h"
 
@@ -12,4 +12,4 @@ bool IsValidGUID(const QZChar* text);
 
 }  // namespace qz
 
-#endif  // QZ_API_GUID_H
+#endif  // QZ_TYPES_GUID_H

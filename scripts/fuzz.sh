@@ -1,0 +1,103 @@
+#!/usr/bin/env bash
+# Builds the fuzz targets of fuzz/ (clang, libFuzzer, AddressSanitizer and
+# UndefinedBehaviorSanitizer) in build/fuzz and runs each for a while.
+#   bash scripts/fuzz.sh [SECONDS] [TARGET...]   default: 60 s each, every target
+#   bash scripts/fuzz.sh --build                 configure and build only
+# Each target starts from its corpus in fuzz/corpus/<target> plus what earlier
+# runs found (build/fuzz/corpus/<target>). The summary gives executions and
+# coverage per target; an input that crashes, hangs (30 s) or runs out of
+# memory is kept in build/fuzz/artifacts/ and fails the script. Once its cause
+# is fixed, copy it into fuzz/corpus/<target>/ so that the test command replays
+# it from then on.
+# Environment: QZ_BUILD_ROOT (default <repo>/build), QZ_JOBS (build jobs,
+# default 2), QZ_FUZZ_JOBS (targets run at once, default 1).
+set -u
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+ROOT=$(pwd)
+# shellcheck source=scripts/packages.sh
+. "$ROOT/scripts/packages.sh"
+
+DIR=${QZ_BUILD_ROOT:-$ROOT/build}/fuzz
+JOBS=${QZ_JOBS:-2}
+RUNNERS=${QZ_FUZZ_JOBS:-1}
+TARGETS=(text utf8 offline_record collector_body flat)
+
+build() {
+  mkdir -p "$DIR"
+  qz_require_packages clang-14 libfuzzer-14-dev cmake make pkg-config libcurl4-openssl-dev libssl-dev \
+    libcpp-httplib-dev libxml2-dev libsqlite3-dev libpq-dev || return 1
+  # The core and the collector are instrumented for coverage too; only the
+  # targets link libFuzzer's main.
+  cmake -S "$ROOT" -B "$DIR" -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
+    "-DCMAKE_C_FLAGS=-O1 -g" "-DCMAKE_CXX_FLAGS=-O1 -g" -DQZ_WERROR=ON -DQZ_BUILD_TESTS=OFF \
+    -DQZ_BUILD_FUZZ=ON -DQZ_SANITIZER=fuzzer-no-link,address,undefined >"$DIR/configure.log" 2>&1 || {
+    cat "$DIR/configure.log" >&2
+    return 1
+  }
+  cmake --build "$DIR" -j "$JOBS" --target qz_fuzz
+}
+
+# A smaller quarantine than ASan's default keeps the targets fast; freed
+# memory is still poisoned long enough to catch a late use.
+export ASAN_OPTIONS=${ASAN_OPTIONS:-quarantine_size_mb=16:detect_leaks=1}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
+
+run_target() {
+  local target=$1 seconds=$2
+  local corpus=$DIR/corpus/$target log=$DIR/logs/$target.log
+  mkdir -p "$corpus" "$DIR/artifacts" "$DIR/logs"
+  cp -n "$ROOT/fuzz/corpus/$target/"* "$corpus/" 2>/dev/null
+  "$DIR/bin/qz_fuzz_$target" "$corpus" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
+    -print_final_stats=1 -artifact_prefix="$DIR/artifacts/$target-" >"$log" 2>&1
+  local rc=$?
+  local runs speed cov features
+  runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n 1)
+  speed=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log" | tail -n 1)
+  cov=$(grep -oE 'cov: [0-9]+' "$log" | tail -n 1 | cut -d' ' -f2)
+  features=$(grep -oE 'ft: [0-9]+' "$log" | tail -n 1 | cut -d' ' -f2)
+  local status=ok
+  [ "$rc" -eq 0 ] || status="FAILED (see $log)"
+  printf '%-15s %6s s %12s executions %8s/s  coverage %5s edges %6s features  %5s inputs  %s\n' \
+    "$target" "$seconds" "${runs:-?}" "${speed:-?}" "${cov:-?}" "${features:-?}" \
+    "$(ls "$corpus" | wc -l)" "$status"
+  return $rc
+}
+
+if [ "${1:-}" = "--build" ]; then
+  build
+  exit $?
+fi
+
+seconds=${1:-60}
+shift $(($# > 0 ? 1 : 0))
+if [ $# -gt 0 ]; then
+  TARGETS=("$@")
+fi
+mkdir -p "$DIR"
+build >"$DIR/build.log" 2>&1 || {
+  tail -n 40 "$DIR/build.log" >&2
+  echo "qz: building the fuzz targets failed" >&2
+  exit 1
+}
+
+failed=0
+pids=()
+for target in "${TARGETS[@]}"; do
+  if [ ! -x "$DIR/bin/qz_fuzz_$target" ]; then
+    echo "qz: no fuzz target $target (targets: text utf8 offline_record collector_body flat)" >&2
+    failed=1
+    continue
+  fi
+  run_target "$target" "$seconds" &
+  pids+=($!)
+  if [ ${#pids[@]} -ge "$RUNNERS" ]; then
+    wait "${pids[0]}" || failed=1
+    pids=("${pids[@]:1}")
+  fi
+done
+for pid in "${pids[@]}"; do
+  wait "$pid" || failed=1
+done
+ls "$DIR/artifacts/" 2>/dev/null | sed 's/^/qz: kept for inspection: /'
+exit $failed
