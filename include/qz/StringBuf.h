@@ -8,6 +8,8 @@
 
 namespace qz {
 
+class Tag;
+
 class QZ_API StringBuf {
  public:
   explicit StringBuf(uint64_t requestedCapacity = 32);
@@ -56,6 +58,11 @@ class QZ_API StringBuf {
   void AppendChars(const QZChar* source, uint64_t n);
   // AppendChars when the characters do not fit.
   void GrowAndAppend(const QZChar* source, uint64_t n);
+  // Room for n more characters (and growth beyond) in one enlargement. The
+  // escaping writer uses it: an escaped text can be eight times as long as
+  // its source, and growing 512 characters at a time would copy it over and over.
+  void Reserve(uint64_t n);
+  friend class Tag;
 
   QZChar* buffer;
   uint64_t capacity;

@@ -37,15 +37,42 @@ constexpr const bool* kPlain = kPlainTable.plain;
 
 }  // namespace
 
+uint64_t Tag::EscapedLength(const QZChar* text) {
+  uint64_t length = 0;
+  for (const QZChar* p = text; *p != 0; ++p) {
+    const uint32_t c = static_cast<uint16_t>(*p);
+    if (c < 128 && kPlain[c]) {
+      ++length;
+    } else if (c == '"') {
+      length += 6;
+    } else if (c == '&') {
+      length += 5;
+    } else if (c == '<' || c == '>') {
+      length += 4;
+    } else {
+      // "&#x", one to four digits, ";"
+      length += 4 + (c >= 0x1000 ? 4 : c >= 0x100 ? 3 : c >= 0x10 ? 2 : 1);
+    }
+  }
+  return length;
+}
+
 void Tag::AppendEscaped(StringBuf& out, const QZChar* text) {
   if (text == nullptr) return;
   // Plain characters go out in runs, one copy each; only the rest is spelt.
   const QZChar* run = text;
+  bool reserved = false;
   for (const QZChar* p = text;; ++p) {
     uint32_t c = static_cast<uint16_t>(*p);
     while (c < 128 && kPlain[c]) c = static_cast<uint16_t>(*++p);
     if (p != run) out.Append(run, static_cast<uint64_t>(p - run));
     if (c == 0) return;
+    // At the first character to spell, the rest is measured once and room
+    // made for all of it.
+    if (!reserved) {
+      out.Reserve(EscapedLength(p));
+      reserved = true;
+    }
     run = p + 1;
     switch (c) {
       case '"': AppendLiteral(out, QZ_TEXT("&quot;")); continue;

@@ -24,6 +24,8 @@ class Tag {
   // characters become entities, every code unit outside 32..126 a hex
   // character reference. Null or empty appends nothing.
   static void AppendEscaped(StringBuf& out, const QZChar* text);
+  // How many characters AppendEscaped writes for text (not null).
+  static uint64_t EscapedLength(const QZChar* text);
 
   // Characters before the terminator; 0 for null.
   static uint64_t TextLength(const QZChar* text) {

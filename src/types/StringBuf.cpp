@@ -286,6 +286,17 @@ void StringBuf::GrowAndAppend(const QZChar* source, uint64_t n) {
   buffer[length] = 0;
 }
 
+void StringBuf::Reserve(uint64_t n) {
+  if (n > std::numeric_limits<uint64_t>::max() / 4 - length) throw std::bad_alloc();
+  if (length + n + 1 <= capacity) return;
+  const uint64_t newCapacity = length + n + 1 + growth;
+  QZChar* grown = new QZChar[newCapacity];
+  std::memcpy(grown, buffer, (length + 1) * sizeof(QZChar));
+  delete[] buffer;
+  buffer = grown;
+  capacity = newCapacity;
+}
+
 StringBuf& StringBuf::Append(const StringBuf& other) {
   AppendChars(other.buffer, other.length);
   return *this;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "messages/ApplicationTag.h"
 #include "messages/BinaryTag.h"
 #include "messages/CompanyTag.h"
@@ -47,6 +49,22 @@ TEST(TagTest, EscapingKeepsOutputSevenBit) {
   Tag::AppendEscaped(out, nullptr);
   EXPECT_EQ("a&quot;b&lt;c&gt;&amp;d'e ~&#xd;&#xa;&#x9;&#x7f;&#x1;&#xe9;&#xffff;&#xd83d;&#xde00;",
             U8(out.ToString()));
+}
+
+// A text that escapes to eight times its length is measured once: the buffer
+// is enlarged once, not every 512 characters (which made such a text cost time
+// that grew with the square of its length).
+TEST(TagTest, EscapingALongTextEnlargesTheBufferOnce) {
+  const std::u16string text = u"ab" + std::u16string(20000, u'\u65e5') + u"\"cd\x01";
+  StringBuf out(QZ_TEXT("x"));
+  const uint64_t growth = out.Growth();
+  Tag::AppendEscaped(out, reinterpret_cast<const QZChar*>(text.c_str()));
+  EXPECT_EQ(3 + 20000 * 8 + 6 + 2 + 5, out.StrLen());
+  EXPECT_EQ(out.StrLen() + 1 + growth, out.Capacity());
+  EXPECT_EQ(out.StrLen() - 1, Tag::EscapedLength(reinterpret_cast<const QZChar*>(text.c_str())));
+  EXPECT_EQ("x", U8(out.ToString()).substr(0, 1));
+  EXPECT_EQ("ab&#x65e5;", U8(out.ToString()).substr(1, 10));
+  EXPECT_EQ("&#x65e5;&quot;cd&#x1;", U8(out.ToString()).substr(out.StrLen() - 21));
 }
 
 TEST(TagTest, AttributesAndOptionalAttributes) {
