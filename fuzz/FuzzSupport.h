@@ -36,7 +36,7 @@ inline Text ConsumeText(FuzzedDataProvider& data) {
     text.push_back(static_cast<char16_t>(data.ConsumeIntegral<uint16_t>()));
   }
   // (An exhausted input yields the smallest values, so rare cases take others.)
-  if (!text.empty() && data.ConsumeIntegralInRange<int>(0, 31) == 31) {
+  if (!text.empty() && data.ConsumeIntegralInRange<int>(0, 127) == 127) {
     // Around and past the limits of keys (2000) and values (4000).
     const size_t target = data.ConsumeIntegralInRange<size_t>(1990, 4100);
     Text huge;

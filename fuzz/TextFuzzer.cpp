@@ -85,7 +85,7 @@ void EditStrings(FuzzedDataProvider& data) {
   Text models[2];
   for (int step = 0; step < 32 && data.remaining_bytes() > 0; ++step) {
     // Self-appends double a string: stop before it outgrows the machine.
-    if (models[0].size() + models[1].size() > 40000) break;
+    if (models[0].size() + models[1].size() > 8000) break;
     const int which = data.ConsumeIntegralInRange<int>(0, 1);
     StringBuf& s = strings[which];
     Text& m = models[which];

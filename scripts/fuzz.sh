@@ -10,7 +10,8 @@
 # is fixed, copy it into fuzz/corpus/<target>/ so that the test command replays
 # it from then on.
 # Environment: QZ_BUILD_ROOT (default <repo>/build), QZ_JOBS (build jobs,
-# default 2), QZ_FUZZ_JOBS (targets run at once, default 1).
+# default 2), QZ_FUZZ_JOBS (targets run at once, default 1), QZ_FUZZ_RUNS
+# (stop a target after this many executions, even before its time is up).
 set -u
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -21,6 +22,7 @@ ROOT=$(pwd)
 DIR=${QZ_BUILD_ROOT:-$ROOT/build}/fuzz
 JOBS=${QZ_JOBS:-2}
 RUNNERS=${QZ_FUZZ_JOBS:-1}
+RUNS=${QZ_FUZZ_RUNS:--1}
 TARGETS=(text utf8 offline_record collector_body flat)
 
 build() {
@@ -48,7 +50,8 @@ run_target() {
   local corpus=$DIR/corpus/$target log=$DIR/logs/$target.log
   mkdir -p "$corpus" "$DIR/artifacts" "$DIR/logs"
   cp -n "$ROOT/fuzz/corpus/$target/"* "$corpus/" 2>/dev/null
-  "$DIR/bin/qz_fuzz_$target" "$corpus" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 \
+  local began=$SECONDS
+  "$DIR/bin/qz_fuzz_$target" "$corpus" -max_total_time="$seconds" -runs="$RUNS" -timeout=30 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$DIR/artifacts/$target-" >"$log" 2>&1
   local rc=$?
   local runs speed cov features
@@ -59,7 +62,7 @@ run_target() {
   local status=ok
   [ "$rc" -eq 0 ] || status="FAILED (see $log)"
   printf '%-15s %6s s %12s executions %8s/s  coverage %5s edges %6s features  %5s inputs  %s\n' \
-    "$target" "$seconds" "${runs:-?}" "${speed:-?}" "${cov:-?}" "${features:-?}" \
+    "$target" "$((SECONDS - began))" "${runs:-?}" "${speed:-?}" "${cov:-?}" "${features:-?}" \
     "$(ls "$corpus" | wc -l)" "$status"
   return $rc
 }
