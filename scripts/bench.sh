@@ -87,7 +87,7 @@ fi
 # Wine's WMI tables are not safe for two threads at once, and a probe reads
 # them: the probe runs on one thread there.
 {
-  wine_run --bursts "$BURSTS" --case clock,tick,tick-full,start-stop,session,exception 2>/dev/null
+  wine_run --bursts "$BURSTS" --case clock,heap,guid,tick,tick-full,start-stop,session,exception 2>/dev/null
   wine_run --bursts "$BURSTS" --case probe --threads 1 2>/dev/null
 } | tr -d '\r' >"$OUT/wine.rows" || exit 1
 LOAD_AFTER=$(load)

@@ -24,7 +24,7 @@
 #include <thread>
 #include <vector>
 
-#include "ThreadNumber.h"
+#include "System.h"
 #include "qz/qz.h"
 
 #ifdef QZ_BENCH_YARDSTICK
@@ -202,6 +202,26 @@ std::vector<Case> Cases() {
   cases.push_back({"clock", {"(the clock alone)", nullptr}, [](int) {
                      return Call([](Event&, int) { return 0; });
                    }});
+  // The system's share of a tick: its two heap blocks (the message and its
+  // text, the sizes of the full tick) and, on Windows, its GUID.
+  cases.push_back({"heap", {"(two heap blocks, 112 and 600 bytes)", nullptr}, [](int) {
+                     return Call([](Event&, int) {
+                       void* volatile message = std::malloc(112);
+                       void* volatile text = std::malloc(600);
+                       std::free(text);
+                       std::free(message);
+                       return 0;
+                     });
+                   }});
+  if (MakeSystemGuid()) {
+    cases.push_back({"guid", {"(a GUID from UuidCreateSequential and UuidToStringW)", nullptr},
+                     [](int) {
+                       return Call([](Event&, int) {
+                         MakeSystemGuid();
+                         return 0;
+                       });
+                     }});
+  }
   cases.push_back({"tick", {"FeatureTick, name only", nullptr}, [](int) {
                      return Call([](Event&, int) {
                        qz::API::FeatureTick(QZ_TEXT("Zoom"), nullptr);
