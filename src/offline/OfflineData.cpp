@@ -152,12 +152,13 @@ bool OfflineData::ReadUTF8(OfflineFile& file, StringBuf& text) {
         return false;
       }
     }
+    // Ill-formed bytes become U+FFFD rather than failing the batch.
+    AppendFromUtf8(text, bytes);
   } catch (const std::bad_alloc&) {
     Platform::LogError(source, QZ_TEXT("Unable to allocate buffer for UTF8 data"));
+    text.Clear();
     return false;
   }
-  // Ill-formed bytes become U+FFFD rather than failing the batch.
-  AppendFromUtf8(text, bytes);
   return true;
 }
 

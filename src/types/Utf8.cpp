@@ -1,5 +1,7 @@
 #include "types/Utf8.h"
 
+#include <memory>
+
 namespace qz {
 
 namespace {
@@ -24,25 +26,22 @@ void PutCodePoint(std::string& out, uint32_t c) {
   }
 }
 
-// Collects decoded code units and hands them to the StringBuf in pieces, so a
-// long text grows the string a few times rather than once per character.
+// Collects the decoded units and appends them once: a string grows only a
+// little past each append, so a long text appended in pieces was copied over
+// and over. No text decodes to more units than it has bytes, so room for
+// count units always suffices.
 class Utf16Sink {
  public:
-  explicit Utf16Sink(StringBuf& out) : out_(out), used_(0) {}
-  ~Utf16Sink() { Flush(); }
+  explicit Utf16Sink(uint64_t count) : units_(small_), used_(0) {
+    if (count > kSmall) {
+      large_.reset(new QZChar[count]);
+      units_ = large_.get();
+    }
+  }
   Utf16Sink(const Utf16Sink&) = delete;
   Utf16Sink& operator=(const Utf16Sink&) = delete;
 
-  void Put(uint32_t unit) {
-    if (unit == 0) {
-      // The text form of Append stops at a NUL, so a NUL goes on its own.
-      Flush();
-      out_.Append(static_cast<QZChar>(0));
-      return;
-    }
-    if (used_ + 1 >= kChunk) Flush();
-    chunk_[used_++] = static_cast<QZChar>(unit);
-  }
+  void Put(uint32_t unit) { units_[used_++] = static_cast<QZChar>(unit); }
 
   void PutCodePoint(uint32_t c) {
     if (c >= 0x10000) {
@@ -54,18 +53,17 @@ class Utf16Sink {
     }
   }
 
-  void Flush() {
-    if (used_ == 0) return;
-    chunk_[used_] = 0;
-    used_ = 0;
-    out_.Append(static_cast<const QZChar*>(chunk_));
+  // NULs included.
+  void AppendTo(StringBuf& out) const {
+    if (used_ > 0) out.Append(units_, used_);
   }
 
  private:
-  static const int kChunk = 256;
-  StringBuf& out_;
-  int used_;
-  QZChar chunk_[kChunk];
+  static const uint64_t kSmall = 256;
+  QZChar small_[kSmall];
+  std::unique_ptr<QZChar[]> large_;
+  QZChar* units_;
+  uint64_t used_;
 };
 
 }  // namespace
@@ -123,7 +121,7 @@ std::string ToUtf8(const StringBuf& text) {
 void AppendFromUtf8(StringBuf& out, const char* bytes, uint64_t count) {
   if (bytes == nullptr || count == 0) return;
   const unsigned char* p = reinterpret_cast<const unsigned char*>(bytes);
-  Utf16Sink sink(out);
+  Utf16Sink sink(count);
   uint64_t i = 0;
   while (i < count) {
     uint32_t b = p[i];
@@ -176,6 +174,7 @@ void AppendFromUtf8(StringBuf& out, const char* bytes, uint64_t count) {
     // the byte that broke it is decoded afresh.
     sink.PutCodePoint(ok ? c : kReplacement);
   }
+  sink.AppendTo(out);
 }
 
 }  // namespace qz
