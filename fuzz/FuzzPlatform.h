@@ -1,6 +1,7 @@
 // The platform of the fuzz targets: the Linux platform without its system log
-// (a target logs millions of refusals), and with posts that never leave the
-// process. Storage goes to a temporary folder removed at exit.
+// (a target logs millions of refusals), with posts that never leave the
+// process and with the machine's facts read once at the start. Storage goes
+// to a temporary folder removed at exit.
 #ifndef QZ_FUZZ_FUZZPLATFORM_H
 #define QZ_FUZZ_FUZZPLATFORM_H
 

@@ -10,8 +10,10 @@
 # is fixed, copy it into fuzz/corpus/<target>/ so that the test command replays
 # it from then on.
 # Environment: QZ_BUILD_ROOT (default <repo>/build), QZ_JOBS (build jobs,
-# default 2), QZ_FUZZ_JOBS (targets run at once, default 1), QZ_FUZZ_RUNS
-# (stop a target after this many executions, even before its time is up).
+# default 2), QZ_FUZZ_JOBS (targets run at once, default 1), QZ_FUZZ_WORKERS
+# (processes per target sharing its corpus, default 1; executions add up),
+# QZ_FUZZ_RUNS (stop each process after this many executions, even before its
+# time is up).
 set -u
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -23,6 +25,7 @@ DIR=${QZ_BUILD_ROOT:-$ROOT/build}/fuzz
 JOBS=${QZ_JOBS:-2}
 RUNNERS=${QZ_FUZZ_JOBS:-1}
 RUNS=${QZ_FUZZ_RUNS:--1}
+WORKERS=${QZ_FUZZ_WORKERS:-1}
 TARGETS=(text utf8 offline_record collector_body flat)
 
 build() {
@@ -45,25 +48,50 @@ build() {
 export ASAN_OPTIONS=${ASAN_OPTIONS:-quarantine_size_mb=16:detect_leaks=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
 
+# Options of one target beyond the common ones.
+target_options() {
+  case $1 in
+    # Its 64 calls fit in 512 bytes when their texts are short, and huge
+    # texts are made by repetition; longer inputs only made each execution
+    # several times slower.
+    flat) echo "-max_len=512" ;;
+  esac
+}
+
+# The last value of a libFuzzer statistic in a log.
+stat_of() { sed -n "s/^stat::$1: *//p" "$2" | tail -n 1; }
+last_of() { grep -oE "$1: [0-9]+" "$2" | tail -n 1 | cut -d' ' -f2; }
+
 run_target() {
   local target=$1 seconds=$2
-  local corpus=$DIR/corpus/$target log=$DIR/logs/$target.log
+  local corpus=$DIR/corpus/$target
   mkdir -p "$corpus" "$DIR/artifacts" "$DIR/logs"
   cp -n "$ROOT/fuzz/corpus/$target/"* "$corpus/" 2>/dev/null
-  local began=$SECONDS
-  "$DIR/bin/qz_fuzz_$target" "$corpus" -max_total_time="$seconds" -runs="$RUNS" -timeout=30 -rss_limit_mb=2048 \
-    -print_final_stats=1 -artifact_prefix="$DIR/artifacts/$target-" >"$log" 2>&1
-  local rc=$?
-  local runs speed cov features
-  runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n 1)
-  speed=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log" | tail -n 1)
-  cov=$(grep -oE 'cov: [0-9]+' "$log" | tail -n 1 | cut -d' ' -f2)
-  features=$(grep -oE 'ft: [0-9]+' "$log" | tail -n 1 | cut -d' ' -f2)
+  local began=$SECONDS worker pids=() rc=0
+  for ((worker = 1; worker <= WORKERS; worker++)); do
+    # shellcheck disable=SC2046
+    "$DIR/bin/qz_fuzz_$target" "$corpus" -max_total_time="$seconds" -runs="$RUNS" -timeout=30 \
+      -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$DIR/artifacts/$target-" \
+      $(target_options "$target") >"$DIR/logs/$target.$worker.log" 2>&1 &
+    pids+=($!)
+  done
+  for worker in "${pids[@]}"; do
+    wait "$worker" || rc=1
+  done
+  # Executions and speed add up over the workers; coverage is the best any
+  # of them reached (they share the corpus).
+  local runs=0 speed=0 cov=0 features=0 log value
+  for ((worker = 1; worker <= WORKERS; worker++)); do
+    log=$DIR/logs/$target.$worker.log
+    value=$(stat_of number_of_executed_units "$log") && runs=$((runs + ${value:-0}))
+    value=$(stat_of average_exec_per_sec "$log") && speed=$((speed + ${value:-0}))
+    value=$(last_of cov "$log") && [ "${value:-0}" -gt "$cov" ] && cov=$value
+    value=$(last_of ft "$log") && [ "${value:-0}" -gt "$features" ] && features=$value
+  done
   local status=ok
-  [ "$rc" -eq 0 ] || status="FAILED (see $log)"
+  [ "$rc" -eq 0 ] || status="FAILED (see $DIR/logs/$target.*.log)"
   printf '%-15s %6s s %12s executions %8s/s  coverage %5s edges %6s features  %5s inputs  %s\n' \
-    "$target" "$((SECONDS - began))" "${runs:-?}" "${speed:-?}" "${cov:-?}" "${features:-?}" \
-    "$(ls "$corpus" | wc -l)" "$status"
+    "$target" "$((SECONDS - began))" "$runs" "$speed" "$cov" "$features" "$(ls "$corpus" | wc -l)" "$status"
   return $rc
 }
 
