@@ -63,7 +63,9 @@ class Arguments {
       case 1: return QZ_TEXT("");
       case 2: return reinterpret_cast<const QZChar*>(kGuids[data_.ConsumeIntegralInRange<int>(0, 2)]);
       default:
-        texts_.push_back(ConsumeText(data_));
+        // An input passes about a hundred texts; a huge one in every few
+        // inputs is plenty, and each makes every batch it lands in large.
+        texts_.push_back(ConsumeText(data_, 1024));
         return Terminated(texts_.back());
     }
   }

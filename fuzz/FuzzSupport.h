@@ -26,17 +26,17 @@ namespace fuzz {
 
 using Text = std::u16string;
 
-// Any 16-bit units (NULs, lone surrogates and all), usually short; now and
-// then the units are repeated into a text far longer than the input, past
-// the length limits of the library.
-inline Text ConsumeText(FuzzedDataProvider& data) {
+// Any 16-bit units (NULs, lone surrogates and all), usually short; about one
+// text in hugeOneIn repeats its units into a text far longer than the input,
+// past the length limits of the library.
+inline Text ConsumeText(FuzzedDataProvider& data, int hugeOneIn = 128) {
   const size_t length = data.ConsumeIntegralInRange<size_t>(0, 48);
   Text text;
   for (size_t i = 0; i < length && data.remaining_bytes() > 0; ++i) {
     text.push_back(static_cast<char16_t>(data.ConsumeIntegral<uint16_t>()));
   }
   // (An exhausted input yields the smallest values, so rare cases take others.)
-  if (!text.empty() && data.ConsumeIntegralInRange<int>(0, 127) == 127) {
+  if (!text.empty() && data.ConsumeIntegralInRange<int>(1, hugeOneIn) == hugeOneIn) {
     // Around and past the limits of keys (2000) and values (4000).
     const size_t target = data.ConsumeIntegralInRange<size_t>(1990, 4100);
     Text huge;
