@@ -42,6 +42,19 @@ class FuzzTransmitter : public XMLTransmitter {
   PosixXMLTransmitter real;
 };
 
+// A copy of a fact; lists own their records, so those are copied one by one.
+template <typename Info>
+void CopyFact(const Info& from, Info& to) {
+  to = from;
+}
+template <typename Record>
+void CopyFact(const FactList<Record>& from, FactList<Record>& to) {
+  for (const auto& record : from) {
+    to.push_back(std::make_unique<Record>());
+    *to.back() = *record;
+  }
+}
+
 // Facts read from the machine once for each setting of the two flags that
 // select them, then handed out as copies: reading /proc and /sys afresh for
 // every profile cost more than all else an input does, and an input cannot
@@ -56,31 +69,11 @@ class Canned {
     }
   }
   void Get(Info& out, bool fullData, bool omitPersonalInfo = false) const {
-    out = values[fullData][omitPersonalInfo];
+    CopyFact(values[fullData][omitPersonalInfo], out);
   }
 
  private:
   Info values[2][2];
-};
-
-template <typename Record>
-class Canned<FactList<Record>> {
- public:
-  template <typename Read>
-  void Fill(Read read) {
-    for (int full = 0; full < 2; ++full) {
-      for (int omit = 0; omit < 2; ++omit) read(values[full][omit], full != 0, omit != 0);
-    }
-  }
-  void Get(FactList<Record>& out, bool fullData, bool omitPersonalInfo = false) const {
-    for (const auto& record : values[fullData][omitPersonalInfo]) {
-      out.push_back(std::make_unique<Record>());
-      *out.back() = *record;
-    }
-  }
-
- private:
-  FactList<Record> values[2][2];
 };
 
 class FuzzPlatform : public PosixPlatform {
