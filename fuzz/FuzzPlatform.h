@@ -1,7 +1,8 @@
 // The platform of the fuzz targets: the Linux platform without its system log
 // (a target logs millions of refusals), with posts that never leave the
-// process and with the machine's facts read once at the start. Storage goes
-// to a temporary folder removed at exit.
+// process, with the machine's facts read once at the start and with threads
+// that are reused from input to input. Storage goes to a temporary folder
+// removed at exit.
 #ifndef QZ_FUZZ_FUZZPLATFORM_H
 #define QZ_FUZZ_FUZZPLATFORM_H
 

@@ -76,12 +76,18 @@ run_target() {
       "$corpus.merged" "$corpus" >"$DIR/logs/$target.merge.log" 2>&1 &&
       rm -rf "$corpus" && mv "$corpus.merged" "$corpus"
   fi
-  local began=$SECONDS worker pids=() rc=0
+  local began=$SECONDS worker pids=() rc=0 pin=()
   for ((worker = 1; worker <= WORKERS; worker++)); do
+    # Workers of the only target running each keep to a core of their own:
+    # the threads of a process spread over two cores made the kernel flush
+    # both cores' address caches whenever memory was unmapped.
+    if [ "$WORKERS" -gt 1 ] && [ "$RUNNERS" -eq 1 ] && command -v taskset >/dev/null; then
+      pin=(taskset -c $(((worker - 1) % $(nproc))))
+    fi
     # Workers pick up each other's inputs every 10 s; rereading a large
     # folder every second took a tenth of a run.
     # shellcheck disable=SC2046
-    "$DIR/bin/qz_fuzz_$target" "$corpus" -max_total_time="$seconds" -runs="$RUNS" -timeout=30 \
+    "${pin[@]}" "$DIR/bin/qz_fuzz_$target" "$corpus" -max_total_time="$seconds" -runs="$RUNS" -timeout=30 \
       -reload=10 -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$DIR/artifacts/$target-" \
       $(target_options "$target") >"$DIR/logs/$target.$worker.log" 2>&1 &
     pids+=($!)

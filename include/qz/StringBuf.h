@@ -59,10 +59,12 @@ class QZ_API StringBuf {
   // AppendChars when the characters do not fit.
   void GrowAndAppend(const QZChar* source, uint64_t n);
   // Room for n more characters (and growth beyond) in one enlargement. The
-  // escaping writer uses it: an escaped text can be eight times as long as
-  // its source, and growing 512 characters at a time would copy it over and over.
+  // escaping writer and the batch writer use it: an escaped text can be eight
+  // times as long as its source, a batch runs to megabytes, and growing 512
+  // characters at a time would copy either over and over.
   void Reserve(uint64_t n);
   friend class Tag;
+  friend class TransmitterThread;
 
   QZChar* buffer;
   uint64_t capacity;

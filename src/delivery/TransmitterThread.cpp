@@ -207,7 +207,10 @@ void TransmitterThread::ProcessQueue() try {
       for (const Message* message : messages) {
         if (message != nullptr) room += message->WrittenLengthHint();
       }
-      StringBuf text(room);
+      // (The capacity constructor stops at 16384 characters; a batch is
+      // often longer.)
+      StringBuf text;
+      text.Reserve(room);
       bool store = flowController->IsSupportOfflineStorage();
       if (flowController->OKToTransmit()) {
         envelope->WriteBatch(text, messages);
