@@ -152,6 +152,7 @@ bool PosixXMLTransmitter::Configure(curl_slist* headers, const std::string& utf8
 bool PosixXMLTransmitter::Post(const StringBuf& platformText, const StringBuf& companyId,
                                const StringBuf& applicationId, const StringBuf& messageGroup,
                                const StringBuf& body) {
+  lastStatus = 0;
   if (url.empty()) return false;
   if (body.StrLen() == 0) return true;
   if (aborted.load() || PastDeadline()) return false;
@@ -206,6 +207,7 @@ bool PosixXMLTransmitter::Post(const StringBuf& platformText, const StringBuf& c
       Platform::LogWarn(kPostSource, QZ_TEXT("Query Headers failed"));
       return false;
     }
+    lastStatus = static_cast<int32_t>(status);
     if (status / 100 == 2) return true;
     StringBuf message(QZ_TEXT("QZ server returned "));
     message.Append(static_cast<int32_t>(status), 10);

@@ -74,6 +74,7 @@ Win32XMLTransmitter::~Win32XMLTransmitter() {
 bool Win32XMLTransmitter::Post(const StringBuf& platformText, const StringBuf& companyId,
                                const StringBuf& applicationId, const StringBuf& messageGroup,
                                const StringBuf& body) {
+  lastStatus = 0;
   if (hostName.StrLen() == 0) return false;
   if (body.StrLen() == 0) return true;
   if (aborted.load()) return false;
@@ -153,9 +154,12 @@ bool Win32XMLTransmitter::Post(const StringBuf& platformText, const StringBuf& c
                                    WINHTTP_HEADER_NAME_BY_INDEX, &status, &size,
                                    WINHTTP_NO_HEADER_INDEX)) {
             Platform::LogWarn(kPostSource, QZ_TEXT("Query Headers failed"));
-          } else if (status / 100 == 2) {
-            result = true;
           } else {
+            lastStatus = static_cast<int32_t>(status);
+          }
+          if (lastStatus / 100 == 2) {
+            result = true;
+          } else if (lastStatus != 0) {
             StringBuf message(QZ_TEXT("QZ server returned "));
             message.Append(static_cast<uint32_t>(status), 10);
             Platform::LogWarn(kPostSource, message);

@@ -35,6 +35,11 @@ class XMLTransmitter {
   // The default does nothing (the platform can end the thread by force).
   virtual void AbortAfter(uint32_t /*milliseconds*/) {}
 
+  // The HTTP status of the answer to the last Post; 0 when it got none
+  // (nothing sent, a network failure or a timeout). Lets an owner tell a
+  // refused batch from an endpoint that could not be reached.
+  int32_t GetLastStatus() const { return lastStatus; }
+
   const StringBuf& GetEndpointLocation() const { return endpointLocation; }
   bool IsUseSSL() const { return useSSL; }
   int32_t GetEndpointTimeout() const { return endpointTimeout; }
@@ -43,6 +48,7 @@ class XMLTransmitter {
   StringBuf endpointLocation;
   bool useSSL;
   int32_t endpointTimeout;
+  int32_t lastStatus = 0;
 };
 
 }  // namespace qz

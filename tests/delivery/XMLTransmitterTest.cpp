@@ -58,6 +58,7 @@ TEST_F(TransmitterTest, OnlyTwoHundredsSucceed) {
     ASSERT_TRUE(receiver.SetStatus(status));
     const int failed = status >= 300 ? 1 : 0;
     EXPECT_EQ(failed == 0, Send(*transmitter, W("<m/>"))) << status;
+    EXPECT_EQ(status, transmitter->GetLastStatus());
     EXPECT_EQ(failed, log.Count(std::string(kSystem) + "XMLTransmitter::Post",
                                 "QZ server returned " + std::to_string(status)));
     EXPECT_EQ(failed, static_cast<int>(log.Entries().size())) << log.Dump();
@@ -77,6 +78,7 @@ TEST_F(TransmitterTest, NothingToSendOrNowhereToSend) {
   EXPECT_EQ(1, log.Count(name + "::" + name, "Unable to parse URL http://")) << log.Dump();
   log.Clear();
   EXPECT_FALSE(Send(*unparsable, W("<m/>")));
+  EXPECT_EQ(0, unparsable->GetLastStatus());
   EXPECT_FALSE(Send(*unparsable, QZString()));
   EXPECT_TRUE(log.Entries().empty()) << log.Dump();
 }
