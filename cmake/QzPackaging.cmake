@@ -6,8 +6,8 @@ include(CMakePackageConfigHelpers)
 
 # qz/version.h from the project's one version number, for the library, its
 # tests and every host.
-set(QZ_GENERATED_INCLUDE ${CMAKE_BINARY_DIR}/include)
-configure_file(${CMAKE_SOURCE_DIR}/include/qz/version.h.in ${QZ_GENERATED_INCLUDE}/qz/version.h
+set(QZ_GENERATED_INCLUDE ${PROJECT_BINARY_DIR}/include)
+configure_file(${PROJECT_SOURCE_DIR}/include/qz/version.h.in ${QZ_GENERATED_INCLUDE}/qz/version.h
   @ONLY)
 target_include_directories(qz_core PUBLIC ${QZ_GENERATED_INCLUDE})
 target_include_directories(qz
@@ -21,11 +21,11 @@ set_target_properties(qz PROPERTIES VERSION ${PROJECT_VERSION})
 if(WIN32)
   # The version resource Explorer and installers read.
   enable_language(RC)
-  target_sources(qz PRIVATE ${CMAKE_SOURCE_DIR}/src/platform/Win32Version.rc)
+  target_sources(qz PRIVATE ${PROJECT_SOURCE_DIR}/src/platform/Win32Version.rc)
 
   # MSVC and other non-GNU toolchains link the flat functions through an import
   # library in their own format, made from a module-definition file.
-  set(QZ_DEF ${CMAKE_BINARY_DIR}/qzwin32.def)
+  set(QZ_DEF ${PROJECT_BINARY_DIR}/qzwin32.def)
   list(JOIN QZ_FLAT_EXPORTS "\n  " QZ_DEF_LINES)
   file(CONFIGURE OUTPUT ${QZ_DEF}
     CONTENT "LIBRARY qzwin32.dll\nEXPORTS\n  ${QZ_DEF_LINES}\n")
@@ -33,7 +33,11 @@ if(WIN32)
   if(NOT QZ_DLLTOOL)
     message(FATAL_ERROR "No dlltool for qzwin32.lib (Debian: llvm)")
   endif()
-  set(QZ_MSVC_IMPORT_LIB ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/qzwin32.lib)
+  if(CMAKE_ARCHIVE_OUTPUT_DIRECTORY)
+    set(QZ_MSVC_IMPORT_LIB ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/qzwin32.lib)
+  else()
+    set(QZ_MSVC_IMPORT_LIB ${PROJECT_BINARY_DIR}/qzwin32.lib)
+  endif()
   add_custom_command(OUTPUT ${QZ_MSVC_IMPORT_LIB}
     COMMAND ${QZ_DLLTOOL} -m i386:x86-64 -d ${QZ_DEF} -l ${QZ_MSVC_IMPORT_LIB}
     DEPENDS ${QZ_DEF} VERBATIM)
@@ -51,15 +55,15 @@ install(TARGETS qz EXPORT qzTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
     NAMELINK_COMPONENT development
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
-install(DIRECTORY ${CMAKE_SOURCE_DIR}/include/qz ${QZ_GENERATED_INCLUDE}/qz
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/qz ${QZ_GENERATED_INCLUDE}/qz
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
   FILES_MATCHING PATTERN "*.h")
 install(EXPORT qzTargets NAMESPACE qz:: DESTINATION ${QZ_CMAKE_DIR} COMPONENT development)
-configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/packaging/qzConfig.cmake.in
-  ${CMAKE_BINARY_DIR}/qzConfig.cmake INSTALL_DESTINATION ${QZ_CMAKE_DIR})
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/qzConfigVersion.cmake
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/packaging/qzConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/qzConfig.cmake INSTALL_DESTINATION ${QZ_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qzConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/qzConfig.cmake ${CMAKE_BINARY_DIR}/qzConfigVersion.cmake
+install(FILES ${PROJECT_BINARY_DIR}/qzConfig.cmake ${PROJECT_BINARY_DIR}/qzConfigVersion.cmake
   DESTINATION ${QZ_CMAKE_DIR} COMPONENT development)
 
 # qz.pc names the prefix it is installed under, which only the install step
@@ -82,60 +86,70 @@ foreach(dir LIBDIR INCLUDEDIR)
     set(QZ_PC_${dir} "\${prefix}/${CMAKE_INSTALL_${dir}}")
   endif()
 endforeach()
-configure_file(${CMAKE_SOURCE_DIR}/cmake/packaging/qz.pc.in ${CMAKE_BINARY_DIR}/qz.pc.in @ONLY)
-install(CODE "configure_file(\"${CMAKE_BINARY_DIR}/qz.pc.in\" \"${CMAKE_BINARY_DIR}/qz.pc\" @ONLY)"
+configure_file(${PROJECT_SOURCE_DIR}/cmake/packaging/qz.pc.in ${PROJECT_BINARY_DIR}/qz.pc.in @ONLY)
+install(CODE "configure_file(\"${PROJECT_BINARY_DIR}/qz.pc.in\" \"${PROJECT_BINARY_DIR}/qz.pc\" @ONLY)"
   COMPONENT development)
-install(FILES ${CMAKE_BINARY_DIR}/qz.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+install(FILES ${PROJECT_BINARY_DIR}/qz.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT development)
 
 set(CPACK_COMPONENTS_ALL runtime development)
+if(QZ_BUILD_STATIC)
+  install(TARGETS qz_static EXPORT qzTargets
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  target_include_directories(qz_static PUBLIC $<BUILD_INTERFACE:${QZ_GENERATED_INCLUDE}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+endif()
 if(WIN32)
   install(FILES ${QZ_MSVC_IMPORT_LIB} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
-  install(FILES ${CMAKE_SOURCE_DIR}/cmake/packaging/README-sdk.txt DESTINATION .
+  install(FILES ${PROJECT_SOURCE_DIR}/cmake/packaging/README-sdk.txt DESTINATION .
     RENAME README.txt COMPONENT sdk)
-  install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/c ${CMAKE_SOURCE_DIR}/examples/python
-    ${CMAKE_SOURCE_DIR}/examples/csharp DESTINATION examples COMPONENT sdk
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/c ${PROJECT_SOURCE_DIR}/examples/python
+    ${PROJECT_SOURCE_DIR}/examples/csharp DESTINATION examples COMPONENT sdk
     PATTERN __pycache__ EXCLUDE)
-  install(FILES ${CMAKE_SOURCE_DIR}/demo/host_example.cpp DESTINATION examples/cpp
+  install(FILES ${PROJECT_SOURCE_DIR}/demo/host_example.cpp DESTINATION examples/cpp
     COMPONENT sdk)
   list(APPEND CPACK_COMPONENTS_ALL sdk)
 endif()
 
 # Packages: `cpack` in the build folder writes them to its packages/ folder.
-set(CPACK_PACKAGE_NAME qz)
-set(CPACK_PACKAGE_VENDOR "Tessary Solutions")
-set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR}/packages)
-if(WIN32)
-  # One archive, bin/ lib/ include/ examples/ README.txt under qz-<version>-win64/.
-  set(CPACK_GENERATOR ZIP)
-  set(CPACK_SYSTEM_NAME win64)
-  set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
-  set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
-  set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
-else()
-  # libqz1 with the library, libqz-dev with the rest; dpkg-shlibdeps finds the
-  # run-time dependencies (libcurl, OpenSSL, the C++ runtime).
-  set(CPACK_GENERATOR DEB)
-  set(CPACK_DEB_COMPONENT_INSTALL ON)
-  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-  set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Tessary Solutions")
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libqz${PROJECT_VERSION_MAJOR})
-  set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-  set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqz-dev)
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-  set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
-  set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
-  # The first line of each is the package's summary.
-  set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "QZ usage telemetry client library
+# Only for a build of qz alone: inside another project, packages are that
+# project's business.
+if(PROJECT_IS_TOP_LEVEL)
+  set(CPACK_PACKAGE_NAME qz)
+  set(CPACK_PACKAGE_VENDOR "Tessary Solutions")
+  set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+  if(WIN32)
+    # One archive, bin/ lib/ include/ examples/ README.txt under qz-<version>-win64/.
+    set(CPACK_GENERATOR ZIP)
+    set(CPACK_SYSTEM_NAME win64)
+    set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
+    set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
+    set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
+  else()
+    # libqz1 with the library, libqz-dev with the rest; dpkg-shlibdeps finds the
+    # run-time dependencies (libcurl, OpenSSL, the C++ runtime).
+    set(CPACK_GENERATOR DEB)
+    set(CPACK_DEB_COMPONENT_INSTALL ON)
+    set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+    set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Tessary Solutions")
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+    set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libqz${PROJECT_VERSION_MAJOR})
+    set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+    set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqz-dev)
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+    set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+    set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
+    # The first line of each is the package's summary.
+    set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "QZ usage telemetry client library
 The shared library libqz.so.${PROJECT_VERSION_MAJOR}: applications report their starts and stops, \
 sessions, feature use, performance probes and exceptions through it to a collection endpoint.")
-  set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "QZ usage telemetry client library (development files)
+    set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "QZ usage telemetry client library (development files)
 Headers, the CMake package (find_package(qz)) and the pkg-config file (qz.pc).")
+  endif()
+  include(CPack)
 endif()
-include(CPack)
 
 if(QZ_BUILD_TESTS)
-  include(${CMAKE_SOURCE_DIR}/cmake/packaging/QzPackagingTests.cmake)
+  include(${PROJECT_SOURCE_DIR}/cmake/packaging/QzPackagingTests.cmake)
 endif()

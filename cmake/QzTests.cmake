@@ -2,15 +2,15 @@
 set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
-add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+add_subdirectory(/usr/src/googletest ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 
-file(GLOB QZ_TEST_SUPPORT CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/support/*.cpp)
+file(GLOB QZ_TEST_SUPPORT CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/support/*.cpp)
 list(FILTER QZ_TEST_SUPPORT EXCLUDE REGEX "/[^/]*${QZ_OTHER_OS}[^/]*$")
 add_library(qz_test_support STATIC ${QZ_TEST_SUPPORT})
-target_include_directories(qz_test_support PUBLIC ${CMAKE_SOURCE_DIR}/src ${CMAKE_SOURCE_DIR}/tests)
+target_include_directories(qz_test_support PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
 target_link_libraries(qz_test_support PUBLIC qz_core GTest::gtest)
 
-file(GLOB QZ_TEST_DIRS LIST_DIRECTORIES true ${CMAKE_SOURCE_DIR}/tests/*)
+file(GLOB QZ_TEST_DIRS LIST_DIRECTORIES true ${PROJECT_SOURCE_DIR}/tests/*)
 if(NOT QZ_UNIT_TESTS)
   set(QZ_TEST_DIRS "")
 endif()
@@ -35,12 +35,12 @@ endforeach()
 
 # The shared library as a host sees it: linked through its exports only (the
 # receiver's client comes as source, since the support library holds the core).
-file(GLOB QZ_LIBRARY_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/tests/library/*.cpp)
+file(GLOB QZ_LIBRARY_TESTS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/library/*.cpp)
 list(FILTER QZ_LIBRARY_TESTS EXCLUDE REGEX "/[^/]*${QZ_OTHER_OS}[^/]*$")
 if(QZ_LIBRARY_TESTS)
-  add_executable(qz_test_library ${QZ_LIBRARY_TESTS} ${CMAKE_SOURCE_DIR}/tests/support/Receiver.cpp
-    ${CMAKE_SOURCE_DIR}/tests/support/LoopbackGet${QZ_OS}.cpp)
-  target_include_directories(qz_test_library PRIVATE ${CMAKE_SOURCE_DIR}/tests)
+  add_executable(qz_test_library ${QZ_LIBRARY_TESTS} ${PROJECT_SOURCE_DIR}/tests/support/Receiver.cpp
+    ${PROJECT_SOURCE_DIR}/tests/support/LoopbackGet${QZ_OS}.cpp)
+  target_include_directories(qz_test_library PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(qz_test_library PRIVATE qz GTest::gtest_main)
   if(WIN32)
     target_link_options(qz_test_library PRIVATE -static-libgcc -static-libstdc++ -static)
@@ -61,16 +61,16 @@ if(WIN32)
 else()
   set(QZ_EXPORT_TOOL ${CMAKE_NM})
 endif()
-add_test(NAME exports COMMAND sh ${CMAKE_SOURCE_DIR}/tests/library/check_exports.sh
-  $<TARGET_FILE:qz> ${CMAKE_SOURCE_DIR}/include/qz ${QZ_OS} ${QZ_EXPORT_TOOL} ${QZ_FLAT_EXPORTS_FILE})
+add_test(NAME exports COMMAND sh ${PROJECT_SOURCE_DIR}/tests/library/check_exports.sh
+  $<TARGET_FILE:qz> ${PROJECT_SOURCE_DIR}/include/qz ${QZ_OS} ${QZ_EXPORT_TOOL} ${QZ_FLAT_EXPORTS_FILE})
 set_tests_properties(exports PROPERTIES TIMEOUT 120)
 
 # Tests that post to a loopback collection endpoint: ctest starts
 # tests/support/receiver.py once around them and tells them where it listens.
 find_package(Python3 COMPONENTS Interpreter)
 if(Python3_Interpreter_FOUND)
-  set(QZ_RECEIVER_DIR ${CMAKE_BINARY_DIR}/receiver)
-  set(QZ_RECEIVER ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/support/receiver.py)
+  set(QZ_RECEIVER_DIR ${PROJECT_BINARY_DIR}/receiver)
+  set(QZ_RECEIVER ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/support/receiver.py)
   add_test(NAME receiver_start COMMAND ${QZ_RECEIVER} start --state-dir ${QZ_RECEIVER_DIR})
   add_test(NAME receiver_stop COMMAND ${QZ_RECEIVER} stop --state-dir ${QZ_RECEIVER_DIR})
   set_tests_properties(receiver_start PROPERTIES FIXTURES_SETUP receiver TIMEOUT 60)

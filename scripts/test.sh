@@ -91,7 +91,8 @@ stage_tsan() {
 stage_release() {
   # The subsystems' unit tests run in the other three stages; this one is for
   # what needs a plain library: hosts in other languages, packages, the collector.
-  configure_and_build "$BUILD_ROOT/release" -DCMAKE_BUILD_TYPE=Release -DQZ_UNIT_TESTS=OFF || return
+  configure_and_build "$BUILD_ROOT/release" -DCMAKE_BUILD_TYPE=Release -DQZ_UNIT_TESTS=OFF \
+    -DQZ_BUILD_STATIC=ON || return
   run_ctest "$BUILD_ROOT/release"
 }
 

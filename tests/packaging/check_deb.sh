@@ -5,6 +5,7 @@
 . "$(dirname "$0")/common.sh"
 
 scratch_dir deb
+start_receiver
 cpack --config "$QZ_BUILD_DIR/CPackConfig.cmake" -G DEB -B "$scratch/packages" \
   >"$scratch/cpack.log" 2>&1 || abort "cpack -G DEB failed" "$scratch/cpack.log"
 runtime=$scratch/packages/libqz${major}_${QZ_VERSION}_amd64.deb

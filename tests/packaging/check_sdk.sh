@@ -9,6 +9,7 @@
 . "$(dirname "$0")/common.sh"
 
 scratch_dir sdk
+start_receiver
 cpack --config "$QZ_BUILD_DIR/CPackConfig.cmake" -B "$scratch/packages" \
   >"$scratch/cpack.log" 2>&1 || abort "cpack failed" "$scratch/cpack.log"
 top=qz-$QZ_VERSION-win64

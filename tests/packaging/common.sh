@@ -77,20 +77,44 @@ list_tree() {
   (cd "$1" && find . ! -type d | sed 's:^\./::')
 }
 
+# A loopback receiver (tests/support/receiver.py) for the consumers' runs,
+# ended with the test. Sets $endpoint (host:port/path, plain HTTP).
+start_receiver() {
+  receiver_dir=$scratch/receiver
+  python3 "$QZ_SOURCE_DIR/tests/support/receiver.py" start --state-dir "$receiver_dir" \
+    >"$scratch/receiver.log" 2>&1 || abort "the receiver did not start" "$scratch/receiver.log"
+  trap 'python3 "$QZ_SOURCE_DIR/tests/support/receiver.py" stop --state-dir "$receiver_dir" >/dev/null 2>&1' EXIT
+  local port
+  read -r _ port _ <"$receiver_dir/ports"
+  endpoint=127.0.0.1:$port/qz/Publish
+  export no_proxy=127.0.0.1,localhost NO_PROXY=127.0.0.1,localhost
+}
+
+# The number of batches the receiver has got.
+received() {
+  python3 -c 'import sys, urllib.request
+print(urllib.request.urlopen("http://" + sys.argv[1].split("/")[0] + "/__control/count", timeout=30).read().decode().strip())' "$endpoint"
+}
+
 # Runs a consumer program with the library's folder $1 on the loader's path
-# (under Wine for Windows) and checks it printed the version and exited 0.
+# (under Wine for Windows) and the receiver's endpoint as its argument; checks
+# that it printed the version, exited 0 and posted. On Linux its stored
+# batches, if any, stay in a temporary folder.
 run_consumer() {
-  local dll_dir=$1 out rc
-  shift
+  local dll_dir=$1 program=$2 out rc before after
+  before=$(received) || abort "the receiver does not answer"
   if [ "$QZ_OS" = "Win32" ]; then
-    out=$(WINEPATH=$(winepath_of "$dll_dir") timeout 120 "$QZ_EMULATOR" "$@" 2>&1)
+    out=$(WINEPATH=$(winepath_of "$dll_dir") timeout 120 "$QZ_EMULATOR" "$program" "$endpoint" 2>&1)
   else
-    out=$(LD_LIBRARY_PATH=$dll_dir timeout 120 "$@" 2>&1)
+    out=$(LD_LIBRARY_PATH=$dll_dir timeout 120 \
+      sh "$QZ_SOURCE_DIR/tests/support/private_storage.sh" "$program" "$endpoint" 2>&1)
   fi
   rc=$?
   out=$(echo "$out" | tr -d '\r')
   if [ "$rc" -ne 0 ] || [ "$out" != "qz $QZ_VERSION" ]; then
-    fault "$(basename "$1") exited with $rc and printed: $out (expected: qz $QZ_VERSION)"
+    fault "$(basename "$program") exited with $rc and printed: $out (expected: qz $QZ_VERSION)"
+  elif ! after=$(received) || [ "$after" -le "$before" ]; then
+    fault "$(basename "$program") posted nothing to the receiver"
   fi
 }
 
@@ -100,14 +124,16 @@ winepath_of() {
 }
 
 # Configures and builds the outside project against the installed qz under $1
-# (through find_package), in the folder $2.
+# (through find_package), in the folder $2; further arguments go to its
+# configure step.
 build_consumer() {
   local prefix=$1 dir=$2 toolchain=()
+  shift 2
   if [ "$QZ_OS" = "Win32" ]; then
     toolchain=(-DCMAKE_TOOLCHAIN_FILE="$QZ_TOOLCHAIN")
   fi
   cmake -S "$consumer" -B "$dir" "${toolchain[@]}" -DCMAKE_BUILD_TYPE=Release \
-    -DCMAKE_PREFIX_PATH="$prefix" >"$dir.log" 2>&1 &&
+    -DCMAKE_PREFIX_PATH="$prefix" "$@" >"$dir.log" 2>&1 &&
     cmake --build "$dir" >>"$dir.log" 2>&1 || abort "the outside project did not build" "$dir.log"
 }
 
