@@ -18,18 +18,24 @@
 #  endif
 #endif
 
-/* One UTF-16 code unit on every platform. */
+/* One UTF-16 code unit on every platform. QZ_TEXT("...") makes a literal of
+   them: on Windows always, elsewhere in C++ and in C11 or later (C99 has no
+   UTF-16 literals). */
 #if defined(_WIN32)
-#  include <wchar.h>
+#  include <stddef.h>
 typedef wchar_t QZChar;
 #  define QZ_TEXT(s) L##s
 #elif defined(__cplusplus)
 typedef char16_t QZChar;
 #  define QZ_TEXT(s) u##s
 #else
-/* C99 has no char16_t; the same 16-bit unsigned code unit under another name. */
+/* C has no char16_t before C11's <uchar.h>; the same 16-bit unsigned code unit
+   under another name (what C11's u"..." literals are made of). */
 #  include <stdint.h>
 typedef uint16_t QZChar;
+#  if defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+#    define QZ_TEXT(s) u##s
+#  endif
 #endif
 
 #endif /* QZ_EXPORT_H */

@@ -30,11 +30,11 @@ names=$(llvm-nm "$sdk/lib/qzwin32.lib" | awk '$2 == "T" && $3 !~ /^__imp_/ { pri
 echo "$names" | check_files lib/qzwin32.lib "$(grep -v '^[[:space:]]*\(#\|$\)' "$QZ_FLAT_LIST")"
 
 host=$scratch/msvc
-mkdir -p "$host/include"
-# No Windows SDK here: the one system header qz_flat.h needs for wchar_t.
-echo '#include <stddef.h>' >"$host/include/wchar.h"
+mkdir -p "$host"
+# No Windows SDK here: the headers need only the compiler's own <stddef.h>
+# and <stdint.h>.
 clang --target=x86_64-pc-windows-msvc -ffreestanding -std=c99 -Wall -Werror \
-  -isystem "$host/include" -I "$sdk/include" -c "$consumer/msvc_host.c" -o "$host/host.obj" \
+  -I "$sdk/include" -c "$consumer/msvc_host.c" -o "$host/host.obj" \
   >"$host.log" 2>&1 || abort "clang (MSVC target) did not compile the host" "$host.log"
 lld-link /nologo /subsystem:console /entry:mainCRTStartup /nodefaultlib /out:"$host/host.exe" \
   "$host/host.obj" "$sdk/lib/qzwin32.lib" >>"$host.log" 2>&1 ||

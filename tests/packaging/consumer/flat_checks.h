@@ -44,6 +44,7 @@ static int FlatFaults(void) {
   return faults;
 }
 
+#ifndef QZ_CONSUMER_NO_POST
 /* Reports a short run to ENDPOINT (host:port/path, plain HTTP); the stop
    posts what is queued. 1 when the run did not start. */
 static int FlatPost(const char* endpoint) {
@@ -62,5 +63,6 @@ static int FlatPost(const char* endpoint) {
   DeleteConfiguration(config);
   return started ? 0 : 1;
 }
+#endif
 
 #endif /* QZ_CONSUMER_FLAT_CHECKS_H */
