@@ -1,6 +1,6 @@
 # The library's version, what `cmake --install` puts where (library, headers,
-# CMake package, pkg-config file), the packages `cpack` makes (the Windows SDK
-# archive, the Debian packages) and the tests of all of these.
+# CMake package, pkg-config file), the Windows SDK archive that `cpack` makes,
+# and the tests of all of these.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -111,42 +111,19 @@ if(WIN32)
   list(APPEND CPACK_COMPONENTS_ALL sdk)
 endif()
 
-# Packages: `cpack` in the build folder writes them to its packages/ folder.
-# Only for a build of qz alone: inside another project, packages are that
-# project's business.
-if(PROJECT_IS_TOP_LEVEL)
+# The Windows SDK archive: `cpack` in the build folder writes it to its
+# packages/ folder, in a build of qz alone. Debian packages are made the
+# Debian way, from debian/ (dpkg-buildpackage).
+if(WIN32 AND PROJECT_IS_TOP_LEVEL)
+  # One archive, bin/ lib/ include/ examples/ README.txt under qz-<version>-win64/.
   set(CPACK_PACKAGE_NAME qz)
   set(CPACK_PACKAGE_VENDOR "Tessary Solutions")
   set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
-  if(WIN32)
-    # One archive, bin/ lib/ include/ examples/ README.txt under qz-<version>-win64/.
-    set(CPACK_GENERATOR ZIP)
-    set(CPACK_SYSTEM_NAME win64)
-    set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
-    set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
-    set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
-  else()
-    # libqz1 with the library, libqz-dev with the rest; dpkg-shlibdeps finds the
-    # run-time dependencies (libcurl, OpenSSL, the C++ runtime).
-    set(CPACK_GENERATOR DEB)
-    set(CPACK_DEB_COMPONENT_INSTALL ON)
-    set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-    set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Tessary Solutions")
-    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-    set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libqz${PROJECT_VERSION_MAJOR})
-    set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-    set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libqz-dev)
-    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-    set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
-    set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
-    # The first line of each is the package's summary.
-    set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "QZ usage telemetry client library
-The shared library libqz.so.${PROJECT_VERSION_MAJOR}: applications report their starts and stops, \
-sessions, feature use, performance probes and exceptions through it to a collection endpoint.")
-    set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "QZ usage telemetry client library (development files)
-Headers, the CMake package (find_package(qz)) and the pkg-config file (qz.pc).")
-  endif()
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_SYSTEM_NAME win64)
+  set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
+  set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
+  set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
   include(CPack)
 endif()
 

@@ -45,15 +45,15 @@ static int FlatFaults(void) {
 }
 
 #ifndef QZ_CONSUMER_NO_POST
-/* Reports a short run to ENDPOINT (host:port/path, plain HTTP); the stop
-   posts what is queued. 1 when the run did not start. */
-static int FlatPost(const char* endpoint) {
+/* Reports a short run to ENDPOINT (host:port/path), over HTTPS when https is
+   not 0; the stop posts what is queued. 1 when the run did not start. */
+static int FlatPost(const char* endpoint, int https) {
   QZChar a[256];
   int started;
   QZConfiguration* config = NewConfiguration();
   if (config == NULL) return 1;
   SetEndpointLocation(config, T(endpoint, a));
-  SetEndpointUseSSL(config, 0);
+  SetEndpointUseSSL(config, https);
   SetSupportOfflineStorage(config, 0);
   started = ApplicationStart(config, NULL, NULL, NULL);
   if (started) {

@@ -1,6 +1,7 @@
 /* A C host of an installed qz: the flat functions, and the version the headers
    carry. Prints "qz VERSION"; with an endpoint (host:port/path) it reports a
-   short run there. Exits 0 when the library answered as it should. */
+   short run there, over HTTPS when a second argument follows. Exits 0 when the
+   library answered as it should. */
 #include <stdio.h>
 
 #include "flat_checks.h"
@@ -27,7 +28,7 @@ int main(int argc, char** argv) {
     if (spelled[i] != kCompanyID[i]) ++faults;
   }
 #endif
-  if (argc > 1) faults += FlatPost(argv[1]);
+  if (argc > 1) faults += FlatPost(argv[1], argc > 2);
   printf("qz %s\n", QZ_VERSION_STRING);
   return faults;
 }

@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
   int faults;
   QZLibraryLoad();
   faults = FlatFaults();
-  if (argc > 1) faults += FlatPost(argv[1]);
+  if (argc > 1) faults += FlatPost(argv[1], argc > 2);
   QZLibraryUnload();
   printf("qz %s\n", QZ_VERSION_STRING);
   return faults;
