@@ -4,9 +4,10 @@
     python3 host.py ENDPOINT [--https]
 
 ENDPOINT is a host, optional port and path without a scheme, for example
-127.0.0.1:8080/qz/Publish. The library is found as libqz.so.1 (qzwin32.dll on
-Windows) or at $QZ_LIBRARY. The run is the one demo/host_example.cpp reports
-with the C++ classes.
+127.0.0.1:8080/qz/Publish. It needs the qz package: the wheel installed with pip
+(which carries the library), or python/src on PYTHONPATH with the library at
+$QZ_LIBRARY or installed as libqz.so.1. The run is the one
+demo/host_example.cpp reports with the C++ classes.
 """
 
 import sys
