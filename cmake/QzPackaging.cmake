@@ -103,9 +103,18 @@ if(WIN32)
   install(FILES ${QZ_MSVC_IMPORT_LIB} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/packaging/README-sdk.txt DESTINATION .
     RENAME README.txt COMPONENT sdk)
+  # The debugging information of the DLL, for developers; not to be shipped.
+  install(FILES $<TARGET_FILE_DIR:qz>/qzwin32.debug DESTINATION ${CMAKE_INSTALL_BINDIR}
+    COMPONENT development)
+  # The example hosts with what they use: the Python package beside the
+  # Python host, the Qz assembly's source and Mono's map beside the C# host.
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/c ${PROJECT_SOURCE_DIR}/examples/python
     ${PROJECT_SOURCE_DIR}/examples/csharp DESTINATION examples COMPONENT sdk
     PATTERN __pycache__ EXCLUDE)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/src/qz DESTINATION examples/python COMPONENT sdk
+    PATTERN __pycache__ EXCLUDE)
+  install(FILES ${PROJECT_SOURCE_DIR}/dotnet/Qz.cs ${PROJECT_SOURCE_DIR}/dotnet/Qz.dll.config
+    DESTINATION examples/csharp COMPONENT sdk)
   install(FILES ${PROJECT_SOURCE_DIR}/demo/host_example.cpp DESTINATION examples/cpp
     COMPONENT sdk)
   list(APPEND CPACK_COMPONENTS_ALL sdk)

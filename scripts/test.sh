@@ -2,11 +2,12 @@
 # Runs every test of the library in five builds:
 #   asan     native, AddressSanitizer + UndefinedBehaviorSanitizer (benchmarks compiled too)
 #   tsan     native, ThreadSanitizer
-#   release  native, no sanitizers: also the Python and C# example hosts, which
-#            cannot load a sanitizer-instrumented libqz.so, and the install and
-#            Debian package tests
 #   win      Windows x64 cross-build (MinGW-w64), tests run under Wine, with the
-#            install, SDK archive and version resource tests
+#            install, SDK archive, Python wheel and version resource tests
+#   release  native, no sanitizers: also the Python and C# example hosts, which
+#            cannot load a sanitizer-instrumented libqz.so, and the tests of the
+#            installed library, the Debian packages, the Python wheel and the
+#            NuGet package (which takes the win stage's qzwin32.dll)
 #   fuzz     clang build of the fuzz targets of fuzz/ (libFuzzer, AddressSanitizer,
 #            UndefinedBehaviorSanitizer); each replays its corpus once
 # Usage: bash scripts/test.sh [asan|tsan|release|win|fuzz]...  (no argument: all five)
@@ -27,12 +28,13 @@ JOBS=${QZ_JOBS:-$(nproc 2>/dev/null || echo 2)}
 STAGE_TIMEOUT=${QZ_STAGE_TIMEOUT:-1500}
 CTEST_TIMEOUT=${QZ_CTEST_TIMEOUT:-600}
 WINE_LOADER=/usr/lib/wine/wine64
-ALL_STAGES=(asan tsan release win fuzz)
+ALL_STAGES=(asan tsan win release fuzz)
 
 PACKAGES=(
   cmake make g++ pkg-config binutils googletest libbenchmark-dev libspdlog-dev libcurl4-openssl-dev libssl-dev
   g++-mingw-w64-x86-64 g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
   wine wine64 python3 openssl ca-certificates mono-mcs mono-runtime
+  python3-build python3-setuptools python3-wheel python3-venv
   libcpp-httplib-dev libxml2-dev libsqlite3-dev libpq-dev postgresql chromium
   dpkg-dev debhelper lintian systemd iproute2 llvm clang lld clang-14 libfuzzer-14-dev
 )
@@ -91,8 +93,10 @@ stage_tsan() {
 stage_release() {
   # The subsystems' unit tests run in the other three stages; this one is for
   # what needs a plain library: hosts in other languages, packages, the collector.
+  # The NuGet package takes the win stage's qzwin32.dll (its test is skipped
+  # when that stage has not run).
   configure_and_build "$BUILD_ROOT/release" -DCMAKE_BUILD_TYPE=Release -DQZ_UNIT_TESTS=OFF \
-    -DQZ_BUILD_STATIC=ON || return
+    -DQZ_BUILD_STATIC=ON -DQZ_NUGET_WINDOWS_DLL="$BUILD_ROOT/win/bin/qzwin32.dll" || return
   run_ctest "$BUILD_ROOT/release"
 }
 

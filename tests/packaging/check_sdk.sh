@@ -1,10 +1,14 @@
 #!/usr/bin/env bash
 # Makes the Windows SDK archive with cpack and checks it as a Windows team
-# would use it: exactly the expected files; pkg-config leads a MinGW build to
-# the unpacked folder; lib/qzwin32.lib defines exactly the flat functions; a
-# host built with an MSVC-compatible compiler and linker
+# would use it: exactly the expected files; the DLL stripped, its debugging
+# information in bin/qzwin32.debug, which the DLL names; README.txt's MinGW
+# commands, run as written in the unpacked folder, build hosts that need no
+# DLL beyond qzwin32.dll and the system's and post a run under Wine; the CMake
+# package leads an outside project there; lib/qzwin32.lib defines exactly the
+# flat functions; a host built with an MSVC-compatible compiler and linker
 # (clang for x86_64-pc-windows-msvc, lld-link) links against qzwin32.lib and
-# runs under Wine with bin/qzwin32.dll.
+# runs under Wine with bin/qzwin32.dll. (README.txt's cl command needs MSVC
+# and the Windows SDK, which are not here: that host stands in for it.)
 # Environment besides common.sh's: QZ_FLAT_LIST (the flat functions' names).
 . "$(dirname "$0")/common.sh"
 
@@ -21,9 +25,34 @@ sdk=$scratch/$top
 list_tree "$scratch" | grep "^$top/" | sed "s:^$top/::" |
   check_files "$top.zip" "$(expected_windows_files)"
 
-# MinGW through pkg-config, wherever the archive was unpacked.
-build_with_pkg_config "$sdk/lib/pkgconfig" "$scratch/pc_host.exe"
-run_consumer "$sdk/bin" "$scratch/pc_host.exe"
+dll=$sdk/bin/qzwin32.dll
+objdump=x86_64-w64-mingw32-objdump
+$objdump -h "$dll" | grep -q '\.debug_' && fault "bin/qzwin32.dll carries its debugging sections"
+$objdump -h "$sdk/bin/qzwin32.debug" | grep -q '\.debug_info' || fault "bin/qzwin32.debug holds no debugging information"
+x86_64-w64-mingw32-objcopy --dump-section .gnu_debuglink="$scratch/debuglink" "$dll" "$scratch/dll.copy" 2>/dev/null
+link=$(tr -d '\0' <"$scratch/debuglink" 2>/dev/null | head -c 13)
+[ "${link:0:13}" = qzwin32.debug ] || fault "bin/qzwin32.dll does not name qzwin32.debug (.gnu_debuglink: '$link')"
+echo "bin/qzwin32.dll: $(stat -c %s "$dll") bytes"
+
+# README.txt's MinGW commands, exactly as written, in the unpacked folder.
+grep -E '^    x86_64-w64-mingw32-' "$sdk/README.txt" >"$scratch/commands"
+[ "$(wc -l <"$scratch/commands")" -eq 2 ] || fault "README.txt has not the two MinGW commands: $(cat "$scratch/commands")"
+while read -r command; do
+  (cd "$sdk" && PKG_CONFIG_PATH= bash -c "$command") >"$scratch/command.log" 2>&1 ||
+    { fault "README.txt's command failed: $command"; cat "$scratch/command.log"; continue; }
+  program=$sdk/$(echo "$command" | sed -E 's/.* -o ([^ ]+).*/\1/')
+  dlls=$($objdump -p "$program" | sed -n 's/.*DLL Name: //p' | tr 'A-Z' 'a-z' | sort | tr '\n' ' ')
+  [ "$dlls" = "kernel32.dll msvcrt.dll qzwin32.dll " ] ||
+    fault "$(basename "$program") needs: $dlls(expected kernel32.dll msvcrt.dll qzwin32.dll)"
+  before=$(received)
+  WINEPATH=$(winepath_of "$sdk/bin") timeout 120 "$QZ_EMULATOR" "$program" "$endpoint" >"$scratch/run.log" 2>&1 ||
+    { fault "$(basename "$program") failed under Wine"; cat "$scratch/run.log"; }
+  [ "$(received)" -gt "$before" ] || fault "$(basename "$program") posted nothing"
+done <"$scratch/commands"
+
+# CMake, with the unpacked folder in CMAKE_PREFIX_PATH.
+build_consumer "$sdk" "$scratch/cmake"
+run_consumer "$sdk/bin" "$scratch/cmake/qz_consumer.exe"
 
 # The names an MSVC linker resolves through qzwin32.lib.
 names=$(llvm-nm "$sdk/lib/qzwin32.lib" | awk '$2 == "T" && $3 !~ /^__imp_/ { print $3 }')

@@ -53,9 +53,10 @@ expected_development_files() {
 # The Windows install tree, which is also the SDK archive's content.
 expected_windows_files() {
   expected_development_files
-  printf '%s\n' bin/qzwin32.dll lib/libqzwin32.dll.a lib/qzwin32.lib README.txt \
+  printf '%s\n' bin/qzwin32.dll bin/qzwin32.debug lib/libqzwin32.dll.a lib/qzwin32.lib README.txt \
     examples/c/host.c examples/cpp/host_example.cpp examples/csharp/Host.cs \
-    examples/csharp/Qz.cs examples/python/host.py examples/python/qz.py
+    examples/csharp/Qz.cs examples/csharp/Qz.dll.config examples/python/host.py \
+    examples/python/qz/__init__.py examples/python/qz/py.typed
 }
 
 # Compares a list of files (stdin) with the expected one ($2), both relative

@@ -67,15 +67,17 @@ cd "$(value WorkingDirectory)" || fault "no working folder"
 setpriv --reuid="$user" --regid="$group" --init-groups -- "${command[@]}" >/tmp/collector.log 2>&1 &
 collector=$!
 trap 'kill $collector 2>/dev/null' EXIT
+# Listening once a connection to the configured port succeeds.
+port=$(echo "$QZ_COLLECTOR_OPTIONS" | sed -n 's/.*--https-port \([0-9]*\).*/\1/p')
+listening=
 for _ in $(seq 300); do
-  grep -q 'storing in' /tmp/collector.log && break
+  (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null && listening=yes && break
   kill -0 $collector 2>/dev/null || break
   sleep 0.1
 done
-grep -q 'storing in .*https://127.0.0.1:8443' /tmp/collector.log ||
-  { cat /tmp/collector.log; fault "the collector does not listen on https://127.0.0.1:8443"; }
+[ -n "$listening" ] || { cat /tmp/collector.log; fault "the collector does not listen on 127.0.0.1:$port"; }
 
-out=$(timeout 120 /tmp/host 127.0.0.1:8443/Tessary.Web.Services.Messaging/MessagingServiceV3.svc/Publish https 2>&1) ||
+out=$(timeout 120 /tmp/host "127.0.0.1:$port/Tessary.Web.Services.Messaging/MessagingServiceV3.svc/Publish" https 2>&1) ||
   fault "the host failed: $out"
 report=$(setpriv --reuid="$user" --regid="$group" --init-groups -- \
   /usr/bin/qz-collector report --db "$state/qz-collector.db" 2>&1)

@@ -1,15 +1,25 @@
 // C# binding of the qz telemetry library's flat interface, through P/Invoke.
+// The same assembly runs on Windows x64 and Linux x86-64, on .NET Framework,
+// Mono and .NET:
 //
-// Targets Linux x86-64 (Mono or .NET): the library is libqz.so and the C type
-// long is 64 bits there. For Windows x64, set Lib to "qzwin32" and alias CLong
-// to System.Int32, since long is 32 bits on Windows.
+// - The import name is "qzwin32", which Windows resolves to qzwin32.dll. On
+//   Linux, Mono maps it to libqz.so.1 through Qz.dll.config (keep that file
+//   beside Qz.dll), and .NET (Core 3.0 and later) through the resolver that
+//   Native registers. Only libqz.so.1 is needed, not the development link
+//   libqz.so.
+// - The C type long is 32 bits on Windows and 64 bits on Linux: the three
+//   functions that take one are imported in both widths and the right one is
+//   chosen at run time. Their parameters here are C# long; a value that does
+//   not fit a 32-bit long throws OverflowException on Windows.
 //
-// Texts are marshalled as UTF-16 (CharSet.Unicode, on Linux too); booleans
-// travel as int. Each object frees its library handle on Dispose (a using
-// block), or at the latest when it is finalized.
+// Texts are marshalled as UTF-16 (CharSet.Unicode, on Linux too); a text
+// holding a NUL character, which the library would read only up to there,
+// throws ArgumentException. Booleans travel as int. Each object frees its
+// library handle on Dispose (a using block), or at the latest when it is
+// finalized.
 using System;
+using System.Reflection;
 using System.Runtime.InteropServices;
-using CLong = System.Int64;
 
 namespace Qz
 {
@@ -43,6 +53,14 @@ namespace Qz
 
         internal static HandleRef RefOf(QzObject o) { return o == null ? new HandleRef(null, IntPtr.Zero) : o.Ref; }
 
+        // The text as the library will read it: whole, or refused.
+        internal static string Text(string text, string name)
+        {
+            if (text != null && text.IndexOf('\0') >= 0)
+                throw new ArgumentException("the text holds a NUL character, where the library would cut it", name);
+            return text;
+        }
+
         protected abstract void Delete(IntPtr handle);
 
         void Release()
@@ -57,16 +75,16 @@ namespace Qz
         public Configuration() : base(Native.CreateConfiguration()) { }
         protected override void Delete(IntPtr h) { Native.DeleteConfiguration(h); }
 
-        public void SetCompanyID(string guid) { Native.SetCompanyID(Ref, guid); }
-        public void SetCompanyName(string name) { Native.SetCompanyName(Ref, name); }
-        public void SetApplicationID(string guid) { Native.SetApplicationID(Ref, guid); }
-        public void SetApplicationName(string name) { Native.SetApplicationName(Ref, name); }
-        public void SetApplicationType(string type) { Native.SetApplicationType(Ref, type); }
-        public void SetApplicationVersion(string version) { Native.SetApplicationVersion(Ref, version); }
-        public void SetApplicationInstanceID(string id) { Native.SetApplicationInstanceID(Ref, id); }
-        public void SetEndpointLocation(string location) { Native.SetEndpointLocation(Ref, location); }
+        public void SetCompanyID(string guid) { Native.SetCompanyID(Ref, Text(guid, "guid")); }
+        public void SetCompanyName(string name) { Native.SetCompanyName(Ref, Text(name, "name")); }
+        public void SetApplicationID(string guid) { Native.SetApplicationID(Ref, Text(guid, "guid")); }
+        public void SetApplicationName(string name) { Native.SetApplicationName(Ref, Text(name, "name")); }
+        public void SetApplicationType(string type) { Native.SetApplicationType(Ref, Text(type, "type")); }
+        public void SetApplicationVersion(string version) { Native.SetApplicationVersion(Ref, Text(version, "version")); }
+        public void SetApplicationInstanceID(string id) { Native.SetApplicationInstanceID(Ref, Text(id, "id")); }
+        public void SetEndpointLocation(string location) { Native.SetEndpointLocation(Ref, Text(location, "location")); }
         public void SetEndpointUseSSL(bool useSSL) { Native.SetEndpointUseSSL(Ref, useSSL ? 1 : 0); }
-        public void SetEndpointTimeout(CLong milliseconds) { Native.SetEndpointTimeout(Ref, milliseconds); }
+        public void SetEndpointTimeout(long milliseconds) { Native.SetEndpointTimeout(Ref, milliseconds); }
         public void SetInitialOptIn(bool optIn) { Native.SetInitialOptIn(Ref, optIn ? 1 : 0); }
         public void SetOffline(bool offline) { Native.SetOffline(Ref, offline ? 1 : 0); }
         public void SetInitialSendDisabled(bool disabled) { Native.SetInitialSendDisabled(Ref, disabled ? 1 : 0); }
@@ -84,11 +102,11 @@ namespace Qz
         public BinaryInfo() : base(Native.CreateBinaryInfo()) { }
         protected override void Delete(IntPtr h) { Native.DeleteBinaryInfo(h); }
 
-        public void SetID(string guid) { Native.SetBinaryInfoID(Ref, guid); }
-        public void SetName(string name) { Native.SetBinaryInfoName(Ref, name); }
-        public void SetVersion(string version) { Native.SetBinaryInfoVersion(Ref, version); }
-        public void SetClassName(string name) { Native.SetBinaryInfoClassName(Ref, name); }
-        public void SetMethodName(string name) { Native.SetBinaryInfoMethodName(Ref, name); }
+        public void SetID(string guid) { Native.SetBinaryInfoID(Ref, Text(guid, "guid")); }
+        public void SetName(string name) { Native.SetBinaryInfoName(Ref, Text(name, "name")); }
+        public void SetVersion(string version) { Native.SetBinaryInfoVersion(Ref, Text(version, "version")); }
+        public void SetClassName(string name) { Native.SetBinaryInfoClassName(Ref, Text(name, "name")); }
+        public void SetMethodName(string name) { Native.SetBinaryInfoMethodName(Ref, Text(name, "name")); }
         // Milliseconds since 1970-01-01 UTC; 0 means not set.
         public void SetModifiedDate(ulong milliseconds) { Native.SetBinaryInfoModifiedDate(Ref, milliseconds); }
     }
@@ -98,11 +116,11 @@ namespace Qz
         public ExtendedKeys() : base(Native.CreateExtendedKeys()) { }
         protected override void Delete(IntPtr h) { Native.DeleteExtendedKeys(h); }
 
-        public void Add(string key, string value) { Native.AddExtendedKeysString(Ref, key, value); }
-        public void Add(string key, int value) { Native.AddExtendedKeysInt(Ref, key, value); }
-        public void AddLong(string key, CLong value) { Native.AddExtendedKeysLong(Ref, key, value); }
-        public void Add(string key, float value) { Native.AddExtendedKeysFloat(Ref, key, value); }
-        public void Add(string key, double value) { Native.AddExtendedKeysDouble(Ref, key, value); }
+        public void Add(string key, string value) { Native.AddExtendedKeysString(Ref, Text(key, "key"), Text(value, "value")); }
+        public void Add(string key, int value) { Native.AddExtendedKeysInt(Ref, Text(key, "key"), value); }
+        public void AddLong(string key, long value) { Native.AddExtendedKeysLong(Ref, Text(key, "key"), value); }
+        public void Add(string key, float value) { Native.AddExtendedKeysFloat(Ref, Text(key, "key"), value); }
+        public void Add(string key, double value) { Native.AddExtendedKeysDouble(Ref, Text(key, "key"), value); }
     }
 
     public sealed class FlowController : QzObject
@@ -118,7 +136,7 @@ namespace Qz
         public void SetGain(uint percent) { Native.SetFlowControllerGain(Ref, percent); }
         public void SetQuietGain(uint percent) { Native.SetFlowControllerQuietGain(Ref, percent); }
         public void SetMaximumSequentialFailureCount(uint count) { Native.SetFlowControllerMaximumSequentialFailureCount(Ref, count); }
-        public void SetRetryTimeout(CLong ms) { Native.SetFlowControllerRetryTimeout(Ref, ms); }
+        public void SetRetryTimeout(long ms) { Native.SetFlowControllerRetryTimeout(Ref, ms); }
     }
 
     public sealed class ExceptionInfo : QzObject
@@ -129,10 +147,10 @@ namespace Qz
         protected override void Delete(IntPtr h) { Native.DeleteExceptionInfo(h); }
 
         public void SetEventType(int eventType) { Native.SetExceptionInfoEventType(Ref, eventType); }
-        public void SetType(string type) { Native.SetExceptionInfoType(Ref, type); }
-        public void SetMessage(string message) { Native.SetExceptionInfoMessage(Ref, message); }
-        public void SetUserContact(string contact) { Native.SetExceptionInfoUserContact(Ref, contact); }
-        public void SetUserComment(string comment) { Native.SetExceptionInfoUserComment(Ref, comment); }
+        public void SetType(string type) { Native.SetExceptionInfoType(Ref, Text(type, "type")); }
+        public void SetMessage(string message) { Native.SetExceptionInfoMessage(Ref, Text(message, "message")); }
+        public void SetUserContact(string contact) { Native.SetExceptionInfoUserContact(Ref, Text(contact, "contact")); }
+        public void SetUserComment(string comment) { Native.SetExceptionInfoUserComment(Ref, Text(comment, "comment")); }
     }
 
     // The run. Any object may be null; a null session means the run's default session.
@@ -154,47 +172,47 @@ namespace Qz
 
         public static void SessionStart(string session, BinaryInfo binary = null, ExtendedKeys keys = null)
         {
-            Native.SessionStart(session, QzObject.RefOf(binary), QzObject.RefOf(keys));
+            Native.SessionStart(QzObject.Text(session, "session"), QzObject.RefOf(binary), QzObject.RefOf(keys));
         }
 
         public static void SessionStop(string session, BinaryInfo binary = null, ExtendedKeys keys = null)
         {
-            Native.SessionStop(session, QzObject.RefOf(binary), QzObject.RefOf(keys));
+            Native.SessionStop(QzObject.Text(session, "session"), QzObject.RefOf(binary), QzObject.RefOf(keys));
         }
 
         public static void FeatureStart(string name, string session = null, BinaryInfo binary = null,
                                         ExtendedKeys keys = null)
         {
-            Native.FeatureStart(name, session, QzObject.RefOf(binary), QzObject.RefOf(keys));
+            Native.FeatureStart(QzObject.Text(name, "name"), QzObject.Text(session, "session"), QzObject.RefOf(binary), QzObject.RefOf(keys));
         }
 
         public static void FeatureStop(string name, string session = null, BinaryInfo binary = null,
                                        ExtendedKeys keys = null)
         {
-            Native.FeatureStop(name, session, QzObject.RefOf(binary), QzObject.RefOf(keys));
+            Native.FeatureStop(QzObject.Text(name, "name"), QzObject.Text(session, "session"), QzObject.RefOf(binary), QzObject.RefOf(keys));
         }
 
         public static void FeatureTick(string name, string session = null, BinaryInfo binary = null,
                                        ExtendedKeys keys = null)
         {
-            Native.FeatureTick(name, session, QzObject.RefOf(binary), QzObject.RefOf(keys));
+            Native.FeatureTick(QzObject.Text(name, "name"), QzObject.Text(session, "session"), QzObject.RefOf(binary), QzObject.RefOf(keys));
         }
 
         public static void PerformanceProbe(string name, string session = null, BinaryInfo binary = null,
                                             ExtendedKeys keys = null)
         {
-            Native.PerformanceProbe(name, session, QzObject.RefOf(binary), QzObject.RefOf(keys));
+            Native.PerformanceProbe(QzObject.Text(name, "name"), QzObject.Text(session, "session"), QzObject.RefOf(binary), QzObject.RefOf(keys));
         }
 
         public static void SystemProfile(string session = null, BinaryInfo binary = null, ExtendedKeys keys = null)
         {
-            Native.SystemProfile(session, QzObject.RefOf(binary), QzObject.RefOf(keys));
+            Native.SystemProfile(QzObject.Text(session, "session"), QzObject.RefOf(binary), QzObject.RefOf(keys));
         }
 
         public static void ReportException(ExceptionInfo info, string session = null, BinaryInfo binary = null,
                                            ExtendedKeys keys = null)
         {
-            Native.ReportException(QzObject.RefOf(info), session, QzObject.RefOf(binary), QzObject.RefOf(keys));
+            Native.ReportException(QzObject.RefOf(info), QzObject.Text(session, "session"), QzObject.RefOf(binary), QzObject.RefOf(keys));
         }
 
         public static void SetOptIn(bool optIn) { Native.SetOptIn(optIn ? 1 : 0); }
@@ -202,17 +220,71 @@ namespace Qz
         public static void SendMessages() { Native.SendMessages(); }
         public static bool IsApplicationStarted() { return Native.IsApplicationStarted() != 0; }
         // The texts belong to the library: read, never freed by the marshaller.
-        public static string GetDefaultSession() { return Text(Native.GetDefaultSession()); }
-        public static string GetMessageGroup() { return Text(Native.GetMessageGroup()); }
+        public static string GetDefaultSession() { return Read(Native.GetDefaultSession()); }
+        public static string GetMessageGroup() { return Read(Native.GetMessageGroup()); }
         public static void SetLogLevel(int level) { Native.SetLogLevel(level); }
 
-        static string Text(IntPtr p) { return p == IntPtr.Zero ? null : Marshal.PtrToStringUni(p); }
+        static string Read(IntPtr p) { return p == IntPtr.Zero ? null : Marshal.PtrToStringUni(p); }
     }
 
     static class Native
     {
-        const string Lib = "qz";
+        const string Lib = "qzwin32";
+        const string LinuxLibrary = "libqz.so.1";
         const CharSet Utf16 = CharSet.Unicode;
+
+        // C long is 32 bits on Windows (and in any 32-bit process), 64 bits on 64-bit Linux.
+        internal static readonly bool LongIs32Bits =
+            Environment.OSVersion.Platform == PlatformID.Win32NT || IntPtr.Size == 4;
+
+        static Native()
+        {
+            // .NET (Core 3.0 and later) reads no Qz.dll.config: a resolver of this
+            // assembly's imports maps the name there. Mono and .NET Framework have
+            // no such type and need none.
+            Type nativeLibrary = Type.GetType("System.Runtime.InteropServices.NativeLibrary");
+            Type resolver = Type.GetType("System.Runtime.InteropServices.DllImportResolver");
+            if (nativeLibrary == null || resolver == null || Environment.OSVersion.Platform == PlatformID.Win32NT)
+                return;
+            MethodInfo set = nativeLibrary.GetMethod("SetDllImportResolver", new[] { typeof(Assembly), resolver });
+            MethodInfo resolve = typeof(Native).GetMethod("Resolve", BindingFlags.NonPublic | BindingFlags.Static);
+            set.Invoke(null, new object[] { typeof(Native).Assembly, Delegate.CreateDelegate(resolver, resolve) });
+        }
+
+        static IntPtr Resolve(string name, Assembly assembly, DllImportSearchPath? searchPath)
+        {
+            if (name != Lib) return IntPtr.Zero;
+            Type nativeLibrary = Type.GetType("System.Runtime.InteropServices.NativeLibrary");
+            MethodInfo tryLoad = nativeLibrary.GetMethod("TryLoad",
+                new[] { typeof(string), typeof(Assembly), typeof(DllImportSearchPath?), typeof(IntPtr).MakeByRefType() });
+            object[] arguments = { LinuxLibrary, assembly, searchPath, IntPtr.Zero };
+            return (bool)tryLoad.Invoke(null, arguments) ? (IntPtr)arguments[3] : IntPtr.Zero;
+        }
+
+        static int ToCLong32(long value, string name)
+        {
+            if (value < int.MinValue || value > int.MaxValue)
+                throw new OverflowException(name + " " + value + " does not fit the 32-bit C long of Windows");
+            return (int)value;
+        }
+
+        internal static void SetEndpointTimeout(HandleRef c, long milliseconds)
+        {
+            if (LongIs32Bits) SetEndpointTimeout32(c, ToCLong32(milliseconds, "milliseconds"));
+            else SetEndpointTimeout64(c, milliseconds);
+        }
+
+        internal static void AddExtendedKeysLong(HandleRef k, string key, long value)
+        {
+            if (LongIs32Bits) AddExtendedKeysLong32(k, key, ToCLong32(value, "value"));
+            else AddExtendedKeysLong64(k, key, value);
+        }
+
+        internal static void SetFlowControllerRetryTimeout(HandleRef f, long milliseconds)
+        {
+            if (LongIs32Bits) SetFlowControllerRetryTimeout32(f, ToCLong32(milliseconds, "milliseconds"));
+            else SetFlowControllerRetryTimeout64(f, milliseconds);
+        }
 
         [DllImport(Lib)] internal static extern IntPtr CreateConfiguration();
         [DllImport(Lib)] internal static extern void DeleteConfiguration(IntPtr config);
@@ -234,7 +306,8 @@ namespace Qz
         [DllImport(Lib, CharSet = Utf16)] internal static extern void SetApplicationInstanceID(HandleRef c, string id);
         [DllImport(Lib, CharSet = Utf16)] internal static extern void SetEndpointLocation(HandleRef c, string location);
         [DllImport(Lib)] internal static extern void SetEndpointUseSSL(HandleRef c, int useSSL);
-        [DllImport(Lib)] internal static extern void SetEndpointTimeout(HandleRef c, CLong milliseconds);
+        [DllImport(Lib, EntryPoint = "SetEndpointTimeout")] static extern void SetEndpointTimeout32(HandleRef c, int milliseconds);
+        [DllImport(Lib, EntryPoint = "SetEndpointTimeout")] static extern void SetEndpointTimeout64(HandleRef c, long milliseconds);
         [DllImport(Lib)] internal static extern void SetInitialOptIn(HandleRef c, int optIn);
         [DllImport(Lib)] internal static extern void SetOffline(HandleRef c, int offline);
         [DllImport(Lib)] internal static extern void SetInitialSendDisabled(HandleRef c, int disabled);
@@ -252,7 +325,8 @@ namespace Qz
 
         [DllImport(Lib, CharSet = Utf16)] internal static extern void AddExtendedKeysString(HandleRef k, string key, string value);
         [DllImport(Lib, CharSet = Utf16)] internal static extern void AddExtendedKeysInt(HandleRef k, string key, int value);
-        [DllImport(Lib, CharSet = Utf16)] internal static extern void AddExtendedKeysLong(HandleRef k, string key, CLong value);
+        [DllImport(Lib, CharSet = Utf16, EntryPoint = "AddExtendedKeysLong")] static extern void AddExtendedKeysLong32(HandleRef k, string key, int value);
+        [DllImport(Lib, CharSet = Utf16, EntryPoint = "AddExtendedKeysLong")] static extern void AddExtendedKeysLong64(HandleRef k, string key, long value);
         [DllImport(Lib, CharSet = Utf16)] internal static extern void AddExtendedKeysFloat(HandleRef k, string key, float value);
         [DllImport(Lib, CharSet = Utf16)] internal static extern void AddExtendedKeysDouble(HandleRef k, string key, double value);
 
@@ -263,7 +337,8 @@ namespace Qz
         [DllImport(Lib)] internal static extern void SetFlowControllerGain(HandleRef f, uint percent);
         [DllImport(Lib)] internal static extern void SetFlowControllerQuietGain(HandleRef f, uint percent);
         [DllImport(Lib)] internal static extern void SetFlowControllerMaximumSequentialFailureCount(HandleRef f, uint count);
-        [DllImport(Lib)] internal static extern void SetFlowControllerRetryTimeout(HandleRef f, CLong ms);
+        [DllImport(Lib, EntryPoint = "SetFlowControllerRetryTimeout")] static extern void SetFlowControllerRetryTimeout32(HandleRef f, int ms);
+        [DllImport(Lib, EntryPoint = "SetFlowControllerRetryTimeout")] static extern void SetFlowControllerRetryTimeout64(HandleRef f, long ms);
 
         [DllImport(Lib)] internal static extern void SetExceptionInfoEventType(HandleRef e, int eventType);
         [DllImport(Lib, CharSet = Utf16)] internal static extern void SetExceptionInfoType(HandleRef e, string type);
