@@ -40,6 +40,7 @@ for package in "${packages[@]}"; do
 done
 
 # lintian: errors and warnings fail; information and pedantic notes are shown.
+command -v lintian >/dev/null || abort "no lintian (Debian: lintian)"
 lintian --pedantic -I -E "$out/qz_${QZ_VERSION}_$arch.changes" >"$scratch/lintian.log" 2>&1
 grep -v '^running with root privileges' "$scratch/lintian.log"
 grep -q '^[EW]: ' "$scratch/lintian.log" && fault "lintian reports errors or warnings"
