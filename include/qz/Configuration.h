@@ -55,7 +55,7 @@ class QZ_API Configuration {
   bool IsFullData() const;
   long GetEndpointTimeout() const;  // NOLINT(runtime/int)
 
-  // Transport options beyond the defaults; HTTPS only, opt-in.
+  // Transport options beyond the defaults, each off unless a host sets it.
   // Verify the server's certificate chain and host name against the system's
   // trust store (default false: any certificate is accepted).
   void SetVerifyServerCertificate(bool verify);
