@@ -91,6 +91,9 @@ namespace Qz
         public void SetSupportOfflineStorage(bool supported) { Native.SetSupportOfflineStorage(Ref, supported ? 1 : 0); }
         public void SetOmitPersonalInfo(bool omit) { Native.SetOmitPersonalInfo(Ref, omit ? 1 : 0); }
         public void SetFullData(bool fullData) { Native.SetFullData(Ref, fullData ? 1 : 0); }
+        public void SetVerifyServerCertificate(bool verify) { Native.SetVerifyServerCertificate(Ref, verify ? 1 : 0); }
+        public void SetServerCertificatePin(string pins) { Native.SetServerCertificatePin(Ref, Text(pins, "pins")); }
+        public void SetUseSystemProxy(bool use) { Native.SetUseSystemProxy(Ref, use ? 1 : 0); }
         public bool SetDefaultIDs(string messageGroup, string defaultSession)
         {
             return Native.SetDefaultIDs(Ref, messageGroup, defaultSession) != 0;
@@ -314,6 +317,9 @@ namespace Qz
         [DllImport(Lib)] internal static extern void SetSupportOfflineStorage(HandleRef c, int supported);
         [DllImport(Lib)] internal static extern void SetOmitPersonalInfo(HandleRef c, int omit);
         [DllImport(Lib)] internal static extern void SetFullData(HandleRef c, int fullData);
+        [DllImport(Lib)] internal static extern void SetVerifyServerCertificate(HandleRef c, int verify);
+        [DllImport(Lib, CharSet = Utf16)] internal static extern void SetServerCertificatePin(HandleRef c, string pins);
+        [DllImport(Lib)] internal static extern void SetUseSystemProxy(HandleRef c, int use);
         [DllImport(Lib, CharSet = Utf16)] internal static extern int SetDefaultIDs(HandleRef c, string group, string session);
 
         [DllImport(Lib, CharSet = Utf16)] internal static extern void SetBinaryInfoID(HandleRef b, string id);

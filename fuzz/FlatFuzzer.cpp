@@ -1,5 +1,5 @@
 // The flat interface as any host might drive it: arbitrary sequences of its
-// 68 functions with handles that exist, were deleted or are null, and texts
+// functions with handles that exist, were deleted or are null, and texts
 // that are null, empty, anything, or far longer than any limit (always
 // terminated within their buffer). Nothing may fail, hang or leak, and every
 // batch that a run posts must be one that the collector accepts.
@@ -45,6 +45,9 @@ void CheckBatch(const StringBuf& platformText, const StringBuf& companyId, const
   if (!agrees) std::fprintf(stderr, "headers: %s\n", error.c_str());
   QZ_FUZZ_CHECK(agrees);
 }
+
+const QZChar kPins[] = QZ_TEXT("sha256//47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU=; ")
+    QZ_TEXT("AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8");
 
 const char16_t* const kGuids[] = {u"0f8fad5b-d9cb-469f-a165-70867728950e",
                                   u"7C9E6679-7425-40DE-944B-E07FC1F90AE7",
@@ -105,7 +108,7 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
   QZExtendedKeys* k = h.keys[a.Slot()];
   QZFlowController* f = h.flows[a.Slot()];
   QZExceptionInfo* e = h.exceptions[a.Slot()];
-  switch (data.ConsumeIntegralInRange<int>(0, 67)) {
+  switch (data.ConsumeIntegralInRange<int>(0, 70)) {
     // Lifetimes: a slot's object is deleted before another takes its place.
     case 0: { size_t s = a.Slot(); DeleteConfiguration(h.configs[s]); h.configs[s] = CreateConfiguration(); break; }
     case 1: { size_t s = a.Slot(); DeleteConfiguration(h.configs[s]); h.configs[s] = nullptr; break; }
@@ -186,6 +189,10 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
       break;
     }
     case 67: SetLogLevel(a.Int()); break;
+    // Transport options (the posts stay in the process, so only their parsing and copying runs).
+    case 68: SetVerifyServerCertificate(c, a.Flag()); break;
+    case 69: SetServerCertificatePin(c, data.ConsumeBool() ? kPins : a.Text()); break;
+    case 70: SetUseSystemProxy(c, a.Flag()); break;
   }
 }
 

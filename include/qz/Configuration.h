@@ -55,6 +55,23 @@ class QZ_API Configuration {
   bool IsFullData() const;
   long GetEndpointTimeout() const;  // NOLINT(runtime/int)
 
+  // Transport options beyond the defaults, each off unless a host sets it.
+  // Verify the server's certificate chain and host name against the system's
+  // trust store (default false: any certificate is accepted).
+  void SetVerifyServerCertificate(bool verify);
+  bool IsVerifyServerCertificate() const;
+  // Accept only servers whose public key has one of these SHA-256 digests:
+  // base64, as HPKP and curl write them ("sha256//" before one is allowed),
+  // several separated by ';'. Null or empty clears; text that is not such a
+  // list is refused with a warning and the pins stay as they were.
+  void SetServerCertificatePin(const QZChar* pins);
+  const QZChar* GetServerCertificatePin() const;
+  // Windows: reach the endpoint through the current user's proxy settings
+  // (automatic detection, configuration script, manual proxy) instead of
+  // WinHTTP's default. Linux always follows libcurl's proxy variables.
+  void SetUseSystemProxy(bool use);
+  bool IsUseSystemProxy() const;
+
  private:
   Configuration(const Configuration&) = delete;
   Configuration& operator=(const Configuration&) = delete;
@@ -78,6 +95,11 @@ class QZ_API Configuration {
   bool omitPersonalInfo;
   bool fullData;
   int32_t endpointTimeout;
+
+  // Transport options.
+  bool verifyServerCertificate;
+  StringBuf serverCertificatePin;
+  bool useSystemProxy;
 };
 
 }  // namespace qz

@@ -143,6 +143,12 @@ QZ_API const QZChar* GetMessageGroup(void);
 /* 100 information, 200 warnings, 300 errors only (the default). */
 QZ_API void SetLogLevel(int level);
 
+/* Transport options beyond the defaults (Configuration::SetVerifyServerCertificate,
+   SetServerCertificatePin, SetUseSystemProxy); all off unless set. */
+QZ_API void SetVerifyServerCertificate(QZConfiguration* config, int verify);
+QZ_API void SetServerCertificatePin(QZConfiguration* config, const QZChar* pins);
+QZ_API void SetUseSystemProxy(QZConfiguration* config, int use);
+
 #ifdef __cplusplus
 }
 #endif

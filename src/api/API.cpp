@@ -6,6 +6,7 @@
 #include "delivery/Abandoned.h"
 #include "delivery/MessageQueue.h"
 #include "delivery/Mutex.h"
+#include "delivery/XMLTransmitter.h"
 #include "messages/ApplicationStart.h"
 #include "messages/ApplicationStop.h"
 #include "messages/Feature.h"
@@ -93,6 +94,7 @@ void ReleaseRuntime(RunState& run) {
 void StartRuntime(RunState& run, const FlowController* flow, const BinaryInfo* binaryInfo,
                   const ExtendedKeys* keys) {
   Configuration& config = run.configuration;
+  XMLTransmitter::BeginRun();
   run.flowController = flow;
   run.flowController.SetOffline(config.IsOffline());
   run.flowController.SetSendDisabled(config.IsSendDisabled());

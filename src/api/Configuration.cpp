@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "delivery/ServerPins.h"
 #include "platform/CaughtException.h"
 #include "platform/Platform.h"
 #include "types/Guid.h"
@@ -45,7 +46,8 @@ Configuration::Configuration()
       applicationInstanceID(32),
       endpointLocation(32),
       messageGroup(32),
-      defaultSession(32) {
+      defaultSession(32),
+      serverCertificatePin(32) {
   Reset();
 }
 
@@ -70,6 +72,9 @@ void Configuration::Reset() {
   omitPersonalInfo = false;
   fullData = true;
   endpointTimeout = kDefaultEndpointTimeout;
+  verifyServerCertificate = false;
+  serverCertificatePin.Clear();
+  useSystemProxy = false;
 }
 
 // When memory runs out part way, the copy is left incomplete (and logged).
@@ -96,6 +101,9 @@ Configuration& Configuration::operator=(const Configuration* other) try {
   omitPersonalInfo = other->omitPersonalInfo;
   fullData = other->fullData;
   endpointTimeout = other->endpointTimeout;
+  verifyServerCertificate = other->verifyServerCertificate;
+  serverCertificatePin = other->serverCertificatePin;
+  useSystemProxy = other->useSystemProxy;
   return *this;
 } catch (...) {
   LogCaughtException(QZ_TEXT("Configuration::operator="));
@@ -199,5 +207,26 @@ bool Configuration::IsSupportOfflineStorage() const { return supportOfflineStora
 bool Configuration::IsOmitPersonalInfo() const { return omitPersonalInfo; }
 bool Configuration::IsFullData() const { return fullData; }
 long Configuration::GetEndpointTimeout() const { return endpointTimeout; }  // NOLINT(runtime/int)
+
+void Configuration::SetVerifyServerCertificate(bool value) { verifyServerCertificate = value; }
+bool Configuration::IsVerifyServerCertificate() const { return verifyServerCertificate; }
+
+void Configuration::SetServerCertificatePin(const QZChar* pins) try {
+  const QZChar* source = QZ_TEXT("Configuration::SetServerCertificatePin");
+  ServerPins parsed;
+  if (!parsed.Parse(pins)) {
+    Platform::LogWarn(source, QZ_TEXT("Certificate pin is not a list of base64 SHA-256 digests"));
+    return;
+  }
+  AssignOrLog(serverCertificatePin, pins, source);
+} catch (...) {
+  LogCaughtException(QZ_TEXT("Configuration::SetServerCertificatePin"));
+}
+const QZChar* Configuration::GetServerCertificatePin() const {
+  return serverCertificatePin.ToString();
+}
+
+void Configuration::SetUseSystemProxy(bool value) { useSystemProxy = value; }
+bool Configuration::IsUseSystemProxy() const { return useSystemProxy; }
 
 }  // namespace qz

@@ -289,4 +289,17 @@ const QZChar* GetDefaultSession(void) { return API::GetDefaultSession(); }
 const QZChar* GetMessageGroup(void) { return API::GetMessageGroup(); }
 void SetLogLevel(int level) { API::SetLogLevel(level); }
 
+void SetVerifyServerCertificate(QZConfiguration* config, int verify) {
+  WithHandle(QZ_TEXT("SetVerifyServerCertificate"), config,
+             [=](qz::Configuration& c) { c.SetVerifyServerCertificate(Flag(verify)); });
+}
+void SetServerCertificatePin(QZConfiguration* config, const QZChar* pins) {
+  WithHandle(QZ_TEXT("SetServerCertificatePin"), config,
+             [=](qz::Configuration& c) { c.SetServerCertificatePin(pins); });
+}
+void SetUseSystemProxy(QZConfiguration* config, int use) {
+  WithHandle(QZ_TEXT("SetUseSystemProxy"), config,
+             [=](qz::Configuration& c) { c.SetUseSystemProxy(Flag(use)); });
+}
+
 }  // extern "C"

@@ -4,9 +4,11 @@
 
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <new>
 
 #include "platform/Platform.h"
+#include "platform/TestHooks.h"
 #include "qz/Configuration.h"
 #include "types/Utf8.h"
 
@@ -43,10 +45,30 @@ class HeaderList {
   curl_slist* list = nullptr;
 };
 
+// How libcurl says that the server's certificate or key was not accepted.
+bool IsCertificateFailure(CURLcode rc) {
+  return rc == CURLE_PEER_FAILED_VERIFICATION || rc == CURLE_SSL_PINNEDPUBKEYNOTMATCH ||
+         rc == CURLE_SSL_CACERT_BADFILE || rc == CURLE_SSL_INVALIDCERTSTATUS;
+}
+
+bool StartsWithNoCase(const char* text, size_t length, const char* prefix) {
+  size_t i = 0;
+  for (; prefix[i] != 0; ++i) {
+    if (i == length) return false;
+    char c = text[i];
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    if (c != prefix[i]) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 PosixXMLTransmitter::PosixXMLTransmitter(const Configuration& configuration)
     : XMLTransmitter(configuration), httpSession(nullptr), aborted(false), deadline(0) {
+  errorText[0] = 0;
+  pinList = serverPins.CurlList();
+  authorities = testhooks::GetTrustedAuthoritiesFile();
   std::string candidate = useSSL ? "https://" : "http://";
   candidate += ToUtf8(endpointLocation);
 
@@ -113,6 +135,31 @@ size_t PosixXMLTransmitter::Discard(char*, size_t size, size_t count, void*) {
   return size * count;  // the answer's body carries nothing we use
 }
 
+size_t PosixXMLTransmitter::OnHeader(char* line, size_t size, size_t count, void* self) {
+  PosixXMLTransmitter* t = static_cast<PosixXMLTransmitter*>(self);
+  const size_t length = size * count;
+  // Each answer starts with its status line: a proxy's answer to CONNECT
+  // comes before the endpoint's, and only the endpoint's header counts.
+  if (StartsWithNoCase(line, length, "http/")) {
+    t->retryAfter.clear();
+  } else if (StartsWithNoCase(line, length, "retry-after:")) {
+    size_t end = length;
+    while (end > 12 && (line[end - 1] == '\r' || line[end - 1] == '\n')) --end;
+    // No exception may cross libcurl; without memory the header is not read.
+    try {
+      // Longer than any date or number: not a value to read.
+      if (end - 12 <= 256) {
+        t->retryAfter.assign(line + 12, end - 12);
+      } else {
+        t->retryAfter.assign("-");
+      }
+    } catch (const std::bad_alloc&) {
+      t->retryAfter.clear();
+    }
+  }
+  return length;
+}
+
 bool PosixXMLTransmitter::Configure(curl_slist* headers, const std::string& utf8Body) {
   const long t = endpointTimeout;
   // WinHTTP limits resolve, connect, send and receive to t each. Here: t to
@@ -141,10 +188,22 @@ bool PosixXMLTransmitter::Configure(curl_slist* headers, const std::string& utf8
   // One connection per post, as with WinHTTP; nothing is kept between posts.
   set(curl_easy_setopt(h, CURLOPT_FORBID_REUSE, 1L));
   set(curl_easy_setopt(h, CURLOPT_FRESH_CONNECT, 1L));
+  set(curl_easy_setopt(h, CURLOPT_HEADERFUNCTION, &PosixXMLTransmitter::OnHeader));
+  set(curl_easy_setopt(h, CURLOPT_HEADERDATA, this));
+  set(curl_easy_setopt(h, CURLOPT_ERRORBUFFER, errorText));
   if (useSSL) {
-    // Collectors often sit behind self-signed or mismatched certificates.
-    set(curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 0L));
-    set(curl_easy_setopt(h, CURLOPT_SSL_VERIFYHOST, 0L));
+    if (verifyServerCertificate) {
+      set(curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 1L));
+      set(curl_easy_setopt(h, CURLOPT_SSL_VERIFYHOST, 2L));
+      if (!authorities.empty()) set(curl_easy_setopt(h, CURLOPT_CAINFO, authorities.c_str()));
+    } else {
+      // Collectors often sit behind self-signed or mismatched certificates.
+      set(curl_easy_setopt(h, CURLOPT_SSL_VERIFYPEER, 0L));
+      set(curl_easy_setopt(h, CURLOPT_SSL_VERIFYHOST, 0L));
+    }
+    // Checked whether or not the chain is: a pin alone accepts a
+    // self-signed collector with exactly that key.
+    if (!pinList.empty()) set(curl_easy_setopt(h, CURLOPT_PINNEDPUBLICKEY, pinList.c_str()));
   }
   return rc == CURLE_OK;
 }
@@ -153,6 +212,7 @@ bool PosixXMLTransmitter::Post(const StringBuf& platformText, const StringBuf& c
                                const StringBuf& applicationId, const StringBuf& messageGroup,
                                const StringBuf& body) {
   lastStatus = 0;
+  lastRetryAfter = -1;
   if (url.empty()) return false;
   if (body.StrLen() == 0) return true;
   if (aborted.load() || PastDeadline()) return false;
@@ -192,8 +252,11 @@ bool PosixXMLTransmitter::Post(const StringBuf& platformText, const StringBuf& c
     lastActivity = std::chrono::steady_clock::now();
     lastDownloaded = 0;
     lastUploaded = 0;
+    errorText[0] = 0;
+    retryAfter.clear();
     CURLcode rc = curl_easy_perform(httpSession);
     if (rc != CURLE_OK) {
+      if (useSSL && IsCertificateFailure(rc)) LogCertificateFailure(rc);
       // As with WinHTTP: failing before the request went out is a send
       // failure; failing while waiting for the answer is not logged.
       long sent = 0;
@@ -209,6 +272,7 @@ bool PosixXMLTransmitter::Post(const StringBuf& platformText, const StringBuf& c
     }
     lastStatus = static_cast<int32_t>(status);
     if (status / 100 == 2) return true;
+    NoteRetryAfter(lastStatus, retryAfter.data(), retryAfter.size());
     StringBuf message(QZ_TEXT("QZ server returned "));
     message.Append(static_cast<int32_t>(status), 10);
     Platform::LogWarn(kPostSource, message);
@@ -216,6 +280,13 @@ bool PosixXMLTransmitter::Post(const StringBuf& platformText, const StringBuf& c
   } catch (const std::bad_alloc&) {
     return false;
   }
+}
+
+void PosixXMLTransmitter::LogCertificateFailure(CURLcode rc) {
+  StringBuf message(QZ_TEXT("Server certificate refused: "));
+  const char* reason = errorText[0] != 0 ? errorText : curl_easy_strerror(rc);
+  AppendFromUtf8(message, reason, std::strlen(reason));
+  LogOnce(Once::kCertificate, Platform::LOG_ERROR, kPostSource, message);
 }
 
 }  // namespace qz

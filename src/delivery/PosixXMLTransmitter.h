@@ -34,10 +34,16 @@ class PosixXMLTransmitter : public XMLTransmitter {
   static int OnProgress(void* self, curl_off_t, curl_off_t downloaded, curl_off_t,
                         curl_off_t uploaded);
   static size_t Discard(char*, size_t size, size_t count, void*);
+  static size_t OnHeader(char* line, size_t size, size_t count, void* self);
   bool Configure(curl_slist* headers, const std::string& utf8Body);
+  void LogCertificateFailure(CURLcode rc);
 
   CURL* httpSession;  // opened by the first post that sends, then reused
   std::string url;
+  std::string pinList;      // libcurl's form of the pins; empty: none
+  std::string authorities;  // a test's authorities instead of the system's; empty: none
+  char errorText[CURL_ERROR_SIZE];
+  std::string retryAfter;   // the Retry-After value of the answer being read
   std::atomic<bool> aborted;
   // Steady-clock milliseconds after which posts are cut short; 0: none.
   std::atomic<int64_t> deadline;

@@ -212,11 +212,14 @@ void TransmitterThread::ProcessQueue() try {
       StringBuf text;
       text.Reserve(room);
       bool store = flowController->IsSupportOfflineStorage();
-      if (flowController->OKToTransmit()) {
+      if (flowController->OKToTransmit() && !serverPause.IsActive()) {
         envelope->WriteBatch(text, messages);
         const bool ok = transmitter != nullptr &&
                         transmitter->Post(platformText, companyId, applicationId, messageGroup, text);
-        flowController->OnSend(ok);
+        // A collector that asks for a pause is pacing us, not failing.
+        if (ok || transmitter == nullptr || !serverPause.Begin(*transmitter, *flowController)) {
+          flowController->OnSend(ok);
+        }
         store = store && !ok;
         if (store) text.Clear();
       }

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "delivery/IRunnable.h"
+#include "delivery/ServerPause.h"
 #include "qz/StringBuf.h"
 
 namespace qz {
@@ -61,6 +62,7 @@ class TransmitterThread : public IRunnable {
   XMLTransmitter* transmitter = nullptr;
   OfflineData* offlineData = nullptr;
   std::atomic<bool> sendNowRequested{false};
+  ServerPause serverPause;  // guarded by processLock
   StringBuf platformText;
   StringBuf companyId;
   StringBuf applicationId;

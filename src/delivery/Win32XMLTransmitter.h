@@ -32,11 +32,24 @@ class Win32XMLTransmitter : public XMLTransmitter {
   const StringBuf& GetUrlPath() const { return urlPath; }
 
  private:
+  bool OpenSession();
+  // The proxy (and its bypass list) that the current user's settings name
+  // for the endpoint; left empty for a direct connection.
+  void FindSystemProxy(StringBuf& proxy, StringBuf& bypass);
+  // Sends the request and its body; with pins, the body goes only once the
+  // server's key matched one.
+  bool Send(HINTERNET request, const char* utf8, DWORD length);
+  void LogSecureFailure(DWORD error, DWORD flags);
+
   HINTERNET httpSession;
+  StringBuf url;
   StringBuf hostName;
   uint16_t port;
   StringBuf urlPath;
   std::atomic<bool> aborted;
+  // A post got no answer: the user's proxy settings are read again before the
+  // next, in case the network (and with it the proxy) changed.
+  bool findProxyAgain = false;
 };
 
 }  // namespace qz

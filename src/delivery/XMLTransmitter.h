@@ -2,8 +2,10 @@
 #ifndef QZ_DELIVERY_XMLTRANSMITTER_H
 #define QZ_DELIVERY_XMLTRANSMITTER_H
 
+#include <cstddef>
 #include <cstdint>
 
+#include "delivery/ServerPins.h"
 #include "qz/StringBuf.h"
 
 namespace qz {
@@ -39,16 +41,39 @@ class XMLTransmitter {
   // (nothing sent, a network failure or a timeout). Lets an owner tell a
   // refused batch from an endpoint that could not be reached.
   int32_t GetLastStatus() const { return lastStatus; }
+  // The pause in milliseconds that the last answer asked for: a 503 or 429
+  // with a Retry-After header the library could read. -1 when it asked for none.
+  int64_t GetLastRetryAfter() const { return lastRetryAfter; }
+  // Before work that may end without a post, so that an earlier answer is not
+  // taken for one to it.
+  void ForgetLastAnswer() {
+    lastStatus = 0;
+    lastRetryAfter = -1;
+  }
+
+  // A new run begins: each kind of once-per-run diagnostic may be logged again.
+  static void BeginRun();
 
   const StringBuf& GetEndpointLocation() const { return endpointLocation; }
   bool IsUseSSL() const { return useSSL; }
   int32_t GetEndpointTimeout() const { return endpointTimeout; }
 
  protected:
+  // A failure that would repeat on every post (a refused certificate, proxy
+  // settings that cannot be used) is logged the first time in a run only.
+  enum class Once { kCertificate, kProxy, kPlainText, kCount };
+  static void LogOnce(Once kind, int32_t level, const QZChar* source, const StringBuf& message);
+  // Keeps what the answer's Retry-After asks for when the status is 503 or 429.
+  void NoteRetryAfter(int32_t status, const char* retryAfter, size_t length);
+
   StringBuf endpointLocation;
   bool useSSL;
   int32_t endpointTimeout;
+  bool verifyServerCertificate;
+  ServerPins serverPins;
+  bool useSystemProxy;
   int32_t lastStatus = 0;
+  int64_t lastRetryAfter = -1;
 };
 
 }  // namespace qz

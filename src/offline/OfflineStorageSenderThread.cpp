@@ -133,7 +133,10 @@ void OfflineStorageSenderThread::Run() {
     }
     uint64_t sent = 0;
     if (running.load()) {
-      if (sendNowRequested.exchange(false) || flowController.OKToTransmit()) sent = SendOne();
+      if (sendNowRequested.exchange(false) ||
+          (flowController.OKToTransmit() && !serverPause.IsActive())) {
+        sent = SendOne();
+      }
     }
     interval = flowController.GetInterval(static_cast<size_t>(sent));
   }
@@ -142,9 +145,11 @@ void OfflineStorageSenderThread::Run() {
 // A pass that fails (memory ran out) sends nothing, and the next one tries again.
 uint64_t OfflineStorageSenderThread::SendOne() try {
   if (offlineData == nullptr || transmitter == nullptr) return 0;
+  transmitter->ForgetLastAnswer();
   switch (offlineData->SendNext(*transmitter)) {
     case OfflineData::kBatchFailed:
-      flowController.OnSend(false);
+      // A collector that asks for a pause is pacing us, not failing.
+      if (!serverPause.Begin(*transmitter, flowController)) flowController.OnSend(false);
       return 0;
     case OfflineData::kNothingStored:
       // Nothing left, and nothing of this run will be stored: done.

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "delivery/IRunnable.h"
+#include "delivery/ServerPause.h"
 #include "qz/FlowController.h"
 
 namespace qz {
@@ -59,6 +60,7 @@ class OfflineStorageSenderThread : public IRunnable {
   XMLTransmitter* transmitter = nullptr;
   OfflineData* offlineData = nullptr;
   FlowController flowController;
+  ServerPause serverPause;  // the thread's own
   IThread* thread = nullptr;
 };
 

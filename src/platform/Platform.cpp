@@ -1,6 +1,8 @@
 #include "platform/Platform.h"
 
 #include <atomic>
+#include <mutex>
+#include <string>
 
 #include "platform/TestHooks.h"
 
@@ -11,6 +13,8 @@ std::atomic<Platform*> g_singleton{nullptr};
 std::atomic<testhooks::LogSink*> g_logSink{nullptr};
 std::atomic<testhooks::ClockFunction> g_clockOverride{nullptr};
 std::atomic<testhooks::StorageFolderFunction> g_storageFolderOverride{nullptr};
+std::mutex g_authoritiesLock;
+std::string g_authoritiesFile;
 
 void Capture(int32_t level, const QZChar* source, const QZChar* message) {
   testhooks::LogSink* sink = g_logSink.load(std::memory_order_acquire);
@@ -41,6 +45,14 @@ StorageFolderFunction SetStorageFolderOverride(StorageFolderFunction folders) {
 }
 StorageFolderFunction GetStorageFolderOverride() {
   return g_storageFolderOverride.load(std::memory_order_acquire);
+}
+void SetTrustedAuthoritiesFile(const std::string& path) {
+  std::lock_guard<std::mutex> guard(g_authoritiesLock);
+  g_authoritiesFile = path;
+}
+std::string GetTrustedAuthoritiesFile() {
+  std::lock_guard<std::mutex> guard(g_authoritiesLock);
+  return g_authoritiesFile;
 }
 }  // namespace testhooks
 

@@ -4,6 +4,7 @@
 #define QZ_PLATFORM_TESTHOOKS_H
 
 #include <cstdint>
+#include <string>
 
 #include "qz/export.h"
 
@@ -40,6 +41,13 @@ ClockFunction SetClockOverride(ClockFunction clock);
 using StorageFolderFunction = bool (*)(int32_t folder, StringBuf& path);
 StorageFolderFunction SetStorageFolderOverride(StorageFolderFunction folders);
 StorageFolderFunction GetStorageFolderOverride();
+
+// Linux: the file of certificate authorities that a transmitter made from now
+// on trusts when it verifies certificates, instead of the system's bundle;
+// empty restores the bundle. (Windows has no such seam: a test adds its
+// authority to the system's store.)
+void SetTrustedAuthoritiesFile(const std::string& path);
+std::string GetTrustedAuthoritiesFile();
 
 }  // namespace testhooks
 }  // namespace qz

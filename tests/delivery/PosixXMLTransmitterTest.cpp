@@ -4,6 +4,7 @@
 #include <future>
 #include <thread>
 
+#include "delivery/TransportSetup.h"
 #include "delivery/XMLTransmitterTest.h"
 
 namespace qz {
@@ -28,6 +29,16 @@ TEST_F(TransmitterTest, AbortCutsShortAPostInFlight) {
   ASSERT_TRUE(receiver.Reset());
   EXPECT_FALSE(Send(*transmitter, W("<m/>")));
   EXPECT_EQ(0, receiver.Count());
+}
+
+// libcurl's convention holds with or without SetUseSystemProxy.
+TEST_F(TransmitterTest, HttpsProxyAndNoProxyApplyByDefault) {
+  ProxyRestored restored;
+  std::string why;
+  ASSERT_TRUE(SystemProxy::SetManual(ProxyByName(), "", &why));
+  auto transmitter = Make(receiver.Location(true, "/p"), true);
+  EXPECT_TRUE(Send(*transmitter, W("<m/>")));
+  EXPECT_EQ(1u, receiver.Tunnels().size());
 }
 
 }  // namespace

@@ -23,14 +23,7 @@ namespace test {
 extern const char kSystem[];
 
 class TransmitterTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    std::string why;
-    ASSERT_TRUE(receiver.Connect(&why)) << why;
-    ASSERT_TRUE(receiver.Reset());
-  }
-  void TearDown() override { receiver.Reset(); }
-
+ public:
   static std::unique_ptr<XMLTransmitter> Make(const std::string& location, bool ssl = false,
                                               int32_t timeout = 10000) {
     Configuration configuration;
@@ -46,6 +39,18 @@ class TransmitterTest : public ::testing::Test {
                             StringBuf(W("99999999-8888-7777-6666-000000000000").c_str()),
                             StringBuf(body.c_str()));
   }
+
+ protected:
+  void SetUp() override {
+    std::string why;
+    ASSERT_TRUE(receiver.Connect(&why)) << why;
+    ASSERT_TRUE(receiver.Reset());
+  }
+  void TearDown() override { receiver.Reset(); }
+
+  // The receiver's proxy by a name, not the collector's address: Wine's
+  // WinHTTP opens a tunnel only to a host named differently from its proxy.
+  std::string ProxyByName() const { return "localhost:" + std::to_string(receiver.ProxyPort()); }
 
   Receiver receiver;
 };

@@ -52,7 +52,7 @@ if [ "$os" = "Win32" ]; then
     on && /^[[:space:]]*$/ { on = 0 }
     on && /^[[:space:]]*\[ *[0-9]+\]/ { print $NF }')
   # Only system DLLs may be needed at run time: the C and C++ runtimes are linked in.
-  allowed_dlls='^(KERNEL32|msvcrt|ADVAPI32|WINHTTP|ole32|OLEAUT32|IPHLPAPI|SHELL32|NETAPI32|RPCRT4|WS2_32|PSAPI|USER32|api-ms-win-.*)\.dll$'
+  allowed_dlls='^(KERNEL32|msvcrt|ADVAPI32|WINHTTP|ole32|OLEAUT32|IPHLPAPI|SHELL32|NETAPI32|RPCRT4|WS2_32|PSAPI|USER32|CRYPT32|api-ms-win-.*)\.dll$'
   for dll in $(echo "$dump" | sed -n 's/^[[:space:]]*DLL Name: *//p'); do
     if ! echo "$dll" | grep -qiE "$allowed_dlls"; then
       echo "imports a non-system DLL: $dll"

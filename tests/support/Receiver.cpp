@@ -1,8 +1,10 @@
 #include "support/Receiver.h"
 
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 
 #include "support/LoopbackGet.h"
 
@@ -13,6 +15,29 @@ namespace {
 std::string Lower(std::string text) {
   for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return text;
+}
+
+std::string QueryValue(const std::string& text) {
+  std::string out;
+  for (unsigned char c : text) {
+    if (std::isalnum(c) || c == '-' || c == '.' || c == '_') {
+      out += static_cast<char>(c);
+    } else {
+      char escaped[4];
+      std::snprintf(escaped, sizeof(escaped), "%%%02X", c);
+      out += escaped;
+    }
+  }
+  return out;
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) {
+    if (!line.empty()) lines.push_back(line);
+  }
+  return lines;
 }
 
 }  // namespace
@@ -36,10 +61,15 @@ bool Receiver::Connect(std::string* why) {
   }
   std::string path = std::string(dir) + "/ports";
   std::ifstream in(path);
+  authorityFile = std::string(dir) + "/ca.pem";
   // Under Wine a Linux path is reached through drive Z:.
-  if (!in && path[0] == '/') in.open("Z:" + path);
+  if (!in && path[0] == '/') {
+    in.open("Z:" + path);
+    authorityFile = "Z:" + authorityFile;
+  }
   std::string host;
-  if (!(in >> host >> httpPort >> httpsPort >> closedPort)) {
+  if (!(in >> host >> httpPort >> httpsPort >> closedPort >> signedPort >> proxyPort >>
+        misnamedPort)) {
     *why = "cannot read " + path;
     return false;
   }
@@ -65,6 +95,12 @@ bool Receiver::SetStatus(int status) {
   return Control("/__control/mode?status=" + std::to_string(status));
 }
 
+bool Receiver::SetStatus(int status, const std::string& retryAfter, int times) {
+  return Control("/__control/mode?status=" + std::to_string(status) +
+                 "&retry_after=" + QueryValue(retryAfter) +
+                 (times > 0 ? "&times=" + std::to_string(times) : std::string()));
+}
+
 bool Receiver::Hold() { return Control("/__control/mode?status=hold"); }
 bool Receiver::Release() { return Control("/__control/release"); }
 bool Receiver::Reset() { return Control("/__control/reset"); }
@@ -72,6 +108,26 @@ bool Receiver::Reset() { return Control("/__control/reset"); }
 int Receiver::Count() {
   std::string body;
   return Control("/__control/count", &body) ? std::atoi(body.c_str()) : -1;
+}
+
+std::vector<double> Receiver::Times() {
+  std::string body;
+  std::vector<double> times;
+  if (!Control("/__control/times", &body)) return times;
+  for (const std::string& line : Lines(body)) times.push_back(std::atof(line.c_str()));
+  return times;
+}
+
+bool Receiver::Pins(std::string& selfSigned, std::string& signedByAuthority) {
+  std::string body;
+  if (!Control("/__control/pins", &body)) return false;
+  std::istringstream in(body);
+  return static_cast<bool>(in >> selfSigned >> signedByAuthority);
+}
+
+std::vector<std::string> Receiver::Tunnels() {
+  std::string body;
+  return Control("/__control/tunnels", &body) ? Lines(body) : std::vector<std::string>();
 }
 
 bool Receiver::Request(int index, RecordedRequest& out) {

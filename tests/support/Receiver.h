@@ -29,11 +29,23 @@ class Receiver {
   int HttpsPort() const { return httpsPort; }
   // A loopback port where connections are refused.
   int ClosedPort() const { return closedPort; }
+  // HTTPS with a certificate for localhost and 127.0.0.1 that the test
+  // authority of AuthorityFile() signed.
+  int SignedPort() const { return signedPort; }
+  // A proxy that tunnels CONNECT requests to the receiver's ports.
+  int ProxyPort() const { return proxyPort; }
+  // HTTPS with a certificate that the test authority signed for another host.
+  int MisnamedPort() const { return misnamedPort; }
+  // The test authority's certificate (PEM), as this system names the file.
+  const std::string& AuthorityFile() const { return authorityFile; }
   // "127.0.0.1:port" + path, the form of an endpoint location.
   std::string Location(bool https, const std::string& path) const;
 
   // Every later request is answered with this status; "hold" never answers.
   bool SetStatus(int status);
+  // The next `times` requests (every later one when 0) are answered with this
+  // status and a Retry-After header holding retryAfter, then 204 again.
+  bool SetStatus(int status, const std::string& retryAfter, int times);
   bool Hold();
   bool Release();
   // Forget what was received and answer 204 again.
@@ -41,6 +53,13 @@ class Receiver {
   int Count();
   // index < 0 counts from the end.
   bool Request(int index, RecordedRequest& out);
+  // When each recorded request arrived, in seconds of the receiver's clock.
+  std::vector<double> Times();
+  // SHA-256 of the public key of the HTTPS port (self-signed) and of the
+  // signed port, base64.
+  bool Pins(std::string& selfSigned, std::string& signedByAuthority);
+  // "host:port" of every tunnel the proxy opened since the last Reset.
+  std::vector<std::string> Tunnels();
 
  private:
   bool Control(const std::string& pathAndQuery, std::string* body = nullptr);
@@ -48,6 +67,10 @@ class Receiver {
   int httpPort = 0;
   int httpsPort = 0;
   int closedPort = 0;
+  int signedPort = 0;
+  int proxyPort = 0;
+  int misnamedPort = 0;
+  std::string authorityFile;
 };
 
 // One GET to 127.0.0.1:port; body is the answer's body when the status is 200.

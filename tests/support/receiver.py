@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """Loopback collection endpoint for tests and the demo.
 
-Listens on 127.0.0.1 over HTTP and HTTPS (self-signed certificate), records
-every request exactly as received and answers with a status that the caller
-chooses. Standard library only.
+Listens on 127.0.0.1 over HTTP and HTTPS (self-signed certificate), and over
+HTTPS with a certificate for localhost and 127.0.0.1 that a test authority
+signed, and with one it signed for another host; records every request exactly as received and answers with a status
+that the caller chooses. A small proxy beside it tunnels CONNECT requests to
+those ports. Standard library and the openssl command only.
 
   receiver.py serve [--print] [--state-dir D] ...   run in the foreground
   receiver.py start --state-dir D                   run in the background
@@ -11,24 +13,34 @@ chooses. Standard library only.
 
 --count-only keeps no request, only their number (for long benchmark runs).
 
-The state directory receives "ports" (one line: "127.0.0.1 HTTP HTTPS CLOSED",
-CLOSED being a port that refuses connections), "pid", "log" and the
-certificate.
+The state directory receives "ports" (one line: "127.0.0.1 HTTP HTTPS CLOSED
+SIGNED PROXY MISNAMED": CLOSED refuses connections, SIGNED is HTTPS with the
+signed certificate, PROXY the CONNECT proxy, MISNAMED HTTPS with the signed
+certificate for another host), "pid", "log", the certificates and
+"ca.pem", the test authority.
 
 Control requests (GET, on either port; never recorded):
   /__control/ping                        "ok"
   /__control/mode?status=404             answer every later request with 404
   /__control/mode?status=301&location=U  ... adding a Location header
+  /__control/mode?status=503&retry_after=2  ... adding a Retry-After header
+  /__control/mode?status=503&times=1     only the next request(s), then 204 again
   /__control/mode?status=hold            accept, read, record, never answer
   /__control/release                     let held connections go (closed unanswered)
   /__control/reset                       forget requests, back to 204, release
   /__control/count                       number of recorded requests
   /__control/request?index=N             raw bytes of request N (negative: from the end)
   /__control/requests                    all requests as JSON
+  /__control/times                       arrival of each request, seconds, one a line
+  /__control/pins                        "SELF SIGNED": SHA-256 of each HTTPS
+                                         port's public key, base64
+  /__control/tunnels                     targets the proxy tunnelled to, one a line
+  /__control/proxy.pac                   a proxy script that names the proxy
 """
 
 import argparse
 import base64
+import hashlib
 import json
 import os
 import signal
@@ -48,8 +60,8 @@ MAX_BODY = 64 << 20
 HOLD_LIMIT_SECONDS = 300
 SOCKET_TIMEOUT_SECONDS = 60
 REASONS = {200: "OK", 204: "No Content", 301: "Moved Permanently", 302: "Found",
-           400: "Bad Request", 404: "Not Found", 500: "Internal Server Error",
-           503: "Service Unavailable"}
+           400: "Bad Request", 404: "Not Found", 429: "Too Many Requests",
+           500: "Internal Server Error", 503: "Service Unavailable"}
 
 
 class State:
@@ -59,8 +71,13 @@ class State:
         self.requests = []
         self.status = status  # an int, or "hold"
         self.location = None
+        self.retry_after = None
+        self.times = None  # requests left before the answer goes back to 204
         self.release = threading.Event()
         self.printer = printer
+        self.pins = ""
+        self.proxy_port = 0
+        self.tunnels = []
 
     def record(self, entry):
         kept = {"time": entry["time"]} if self.count_only else entry
@@ -70,12 +87,18 @@ class State:
             self.printer(entry)
 
     def mode(self):
+        """The answer for one recorded request (counting it off a limited mode)."""
         with self.lock:
-            return self.status, self.location, self.release
+            answer = self.status, self.location, self.retry_after, self.release
+            if self.times is not None:
+                self.times -= 1
+                if self.times <= 0:
+                    self.status, self.location, self.retry_after, self.times = 204, None, None, None
+            return answer
 
 
-def read_request(sock):
-    """Returns (head bytes including the blank line, body bytes) or None."""
+def read_head(sock):
+    """Returns (head bytes including the blank line, the bytes after it) or None."""
     data = b""
     while b"\r\n\r\n" not in data:
         chunk = sock.recv(65536)
@@ -85,7 +108,15 @@ def read_request(sock):
         if len(data) > MAX_HEAD:
             return None
     end = data.index(b"\r\n\r\n") + 4
-    head, rest = data[:end], data[end:]
+    return data[:end], data[end:]
+
+
+def read_request(sock):
+    """Returns (head bytes including the blank line, body bytes) or None."""
+    got = read_head(sock)
+    if got is None:
+        return None
+    head, rest = got
     length = 0
     chunked = False
     for line in head.split(b"\r\n")[1:]:
@@ -151,6 +182,8 @@ def control(state, path, sock):
             else:
                 state.status = int(value)
             state.location = query.get("location")
+            state.retry_after = query.get("retry_after")
+            state.times = int(query["times"]) if "times" in query else None
             if state.status != "hold":
                 state.release.set()
                 state.release = threading.Event()
@@ -163,6 +196,9 @@ def control(state, path, sock):
                 state.requests = []
                 state.status = 204
                 state.location = None
+                state.retry_after = None
+                state.times = None
+                state.tunnels = []
         return answer(sock, 200, b"ok")
     if command == "count":
         with state.lock:
@@ -185,6 +221,22 @@ def control(state, path, sock):
                 "body_base64": base64.b64encode(e["body"]).decode("ascii"),
                 "body_text": e["body"].decode("utf-8", "replace")} for e in entries]
         return answer(sock, 200, json.dumps(out, indent=1).encode())
+    if command == "times":
+        with state.lock:
+            lines = "".join("%.3f\n" % e["time"] for e in state.requests)
+        return answer(sock, 200, lines.encode())
+    if command == "pins":
+        return answer(sock, 200, state.pins.encode())
+    if command == "tunnels":
+        with state.lock:
+            lines = "".join(t + "\n" for t in state.tunnels)
+        return answer(sock, 200, lines.encode())
+    if command == "proxy.pac":
+        # By name: Wine's WinHTTP tunnels only to a host named differently
+        # from its proxy, and the tests post to 127.0.0.1.
+        script = ('function FindProxyForURL(url, host) { return "PROXY localhost:%d"; }\n'
+                  % state.proxy_port)
+        return answer(sock, 200, script.encode())
     return answer(sock, 404, b"unknown control command")
 
 
@@ -207,11 +259,13 @@ def make_handler(state, scheme, context):
                 state.record({"scheme": scheme, "raw": head + body, "head": head,
                               "request_line": request_line, "headers": headers,
                               "body": body, "time": time.time()})
-                status, location, release = state.mode()
+                status, location, retry_after, release = state.mode()
                 if status == "hold":
                     release.wait(HOLD_LIMIT_SECONDS)
                     return
                 extra = ["Location: %s" % location] if location else []
+                if retry_after is not None:
+                    extra.append("Retry-After: %s" % retry_after)
                 answer(sock, status, b"ignored by the client", extra)
             except (OSError, ssl.SSLError, ValueError):
                 pass
@@ -224,20 +278,119 @@ def make_handler(state, scheme, context):
     return Handler
 
 
+def pipe(source, target):
+    try:
+        while True:
+            data = source.recv(65536)
+            if not data:
+                break
+            target.sendall(data)
+    except OSError:
+        pass
+    finally:
+        for sock in (source, target):
+            try:
+                sock.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
+
+
+def make_proxy_handler(state):
+    """CONNECT to this machine's receiver ports only; anything else is refused."""
+    class Handler(socketserver.BaseRequestHandler):
+        def handle(self):
+            client = self.request
+            client.settimeout(SOCKET_TIMEOUT_SECONDS)
+            upstream = None
+            try:
+                # A CONNECT may name a Content-Length (Wine's does): the bytes
+                # after its head belong to the tunnel, whatever it says.
+                got = read_head(client)
+                if got is None:
+                    return
+                request_line, _ = parse_head(got[0])
+                parts = request_line.split(" ")
+                host, _, port = parts[1].rpartition(":") if len(parts) == 3 else ("", "", "")
+                if parts[0] != "CONNECT" or host not in (HOST, "localhost") or not port.isdigit():
+                    return answer(client, 400, b"CONNECT to the receiver only")
+                with state.lock:
+                    state.tunnels.append(parts[1])
+                upstream = socket.create_connection((HOST, int(port)), SOCKET_TIMEOUT_SECONDS)
+                client.sendall(b"HTTP/1.1 200 Connection established\r\n\r\n")
+                if got[1]:
+                    upstream.sendall(got[1])
+                back = threading.Thread(target=pipe, args=(upstream, client), daemon=True)
+                back.start()
+                pipe(client, upstream)
+                back.join(SOCKET_TIMEOUT_SECONDS)
+            except (OSError, ValueError):
+                pass
+            finally:
+                for sock in (client, upstream):
+                    if sock is not None:
+                        try:
+                            sock.close()
+                        except OSError:
+                            pass
+
+    return Handler
+
+
 class Server(socketserver.ThreadingTCPServer):
     daemon_threads = True
     allow_reuse_address = True
     request_queue_size = 64
 
 
+def openssl(*args):
+    subprocess.run(("openssl",) + args, check=True, stdout=subprocess.DEVNULL,
+                   stderr=subprocess.DEVNULL)
+
+
 def make_certificate(directory):
     cert = os.path.join(directory, "cert.pem")
     key = os.path.join(directory, "key.pem")
     if not (os.path.exists(cert) and os.path.exists(key)):
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes",
-                        "-days", "30", "-subj", "/CN=localhost", "-keyout", key, "-out", cert],
-                       check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "30",
+                "-subj", "/CN=localhost", "-keyout", key, "-out", cert)
     return cert, key
+
+
+def make_signed_certificate(directory, name, names, serial):
+    """A certificate for names that the test authority ("ca.pem", made when
+    missing) signed."""
+    ca, ca_key = os.path.join(directory, "ca.pem"), os.path.join(directory, "ca-key.pem")
+    cert, key = os.path.join(directory, name + ".pem"), os.path.join(directory, name + "-key.pem")
+    if not (os.path.exists(ca) and os.path.exists(ca_key)):
+        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "30",
+                "-subj", "/CN=qz test authority", "-keyout", ca_key, "-out", ca,
+                "-addext", "basicConstraints=critical,CA:TRUE",
+                "-addext", "keyUsage=critical,keyCertSign,cRLSign")
+    if os.path.exists(cert) and os.path.exists(key):
+        return cert, key
+    request, extensions = os.path.join(directory, name + ".csr"), os.path.join(directory, name + ".ext")
+    with open(extensions, "w") as f:
+        f.write("subjectAltName=%s\nbasicConstraints=CA:FALSE\nextendedKeyUsage=serverAuth\n"
+                % names)
+    openssl("req", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=" + names.split(":")[1].split(",")[0],
+            "-keyout", key, "-out", request)
+    openssl("x509", "-req", "-in", request, "-CA", ca, "-CAkey", ca_key, "-set_serial", str(serial),
+            "-days", "30", "-extfile", extensions, "-out", cert)
+    return cert, key
+
+
+def tls_context(cert, key):
+    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+    context.load_cert_chain(cert, key)
+    return context
+
+
+def public_key_pin(cert):
+    """SHA-256 of the certificate's public key (SubjectPublicKeyInfo), base64."""
+    pem = subprocess.run(["openssl", "x509", "-pubkey", "-noout", "-in", cert], check=True,
+                         stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout.decode()
+    der = base64.b64decode("".join(l for l in pem.splitlines() if l and not l.startswith("-----")))
+    return base64.b64encode(hashlib.sha256(der).digest()).decode()
 
 
 def print_entry(entry):
@@ -253,20 +406,30 @@ def serve(args):
     state_dir = args.state_dir or tempfile.mkdtemp(prefix="qz-receiver-")
     os.makedirs(state_dir, exist_ok=True)
     cert, key = (args.cert, args.key) if args.cert else make_certificate(state_dir)
-    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-    context.load_cert_chain(cert, key)
+    signed_cert, signed_key = make_signed_certificate(
+        state_dir, "signed", "DNS:localhost,IP:127.0.0.1", 2)
+    misnamed_cert, misnamed_key = make_signed_certificate(
+        state_dir, "misnamed", "DNS:collector.invalid", 3)
     state = State(args.status, print_entry if args.print else None, args.count_only)
+    state.pins = "%s %s" % (public_key_pin(cert), public_key_pin(signed_cert))
 
     http = Server((HOST, args.http_port), make_handler(state, "http", None))
-    https = Server((HOST, args.https_port), make_handler(state, "https", context))
+    https = Server((HOST, args.https_port), make_handler(state, "https", tls_context(cert, key)))
+    signed = Server((HOST, 0), make_handler(state, "https", tls_context(signed_cert, signed_key)))
+    misnamed = Server((HOST, 0), make_handler(state, "https",
+                                              tls_context(misnamed_cert, misnamed_key)))
+    proxy = Server((HOST, 0), make_proxy_handler(state))
+    state.proxy_port = proxy.server_address[1]
     # Bound but never listening: connecting to it is refused at once.
     closed = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
     closed.bind((HOST, 0))
 
-    for server in (http, https):
+    servers = (http, https, signed, proxy, misnamed)
+    for server in servers:
         threading.Thread(target=server.serve_forever, args=(0.1,), daemon=True).start()
-    ports = "%s %d %d %d\n" % (HOST, http.server_address[1], https.server_address[1],
-                               closed.getsockname()[1])
+    ports = "%s %d %d %d %d %d %d\n" % (HOST, http.server_address[1], https.server_address[1],
+                                        closed.getsockname()[1], signed.server_address[1],
+                                        proxy.server_address[1], misnamed.server_address[1])
     temporary = os.path.join(state_dir, "ports.tmp")
     with open(temporary, "w") as f:
         f.write(ports)
@@ -281,8 +444,8 @@ def serve(args):
             pass
     except KeyboardInterrupt:
         pass
-    http.shutdown()
-    https.shutdown()
+    for server in servers:
+        server.shutdown()
     closed.close()
     with state.lock:
         state.release.set()

@@ -97,6 +97,9 @@ _SIGNATURES: Dict[str, Tuple[Any, List[Any]]] = {
     "IsApplicationStarted": (_I, []),
     "GetDefaultSession": (_H, []), "GetMessageGroup": (_H, []),
     "SetLogLevel": (None, [_I]),
+    "SetVerifyServerCertificate": (None, [_H, _I]),
+    "SetServerCertificatePin": (None, [_H, _T]),
+    "SetUseSystemProxy": (None, [_H, _I]),
 }
 
 _lib: Optional[ctypes.CDLL] = None
@@ -308,6 +311,18 @@ class Configuration(_Object):
 
     def set_full_data(self, full: bool) -> None:
         self._call("SetFullData", _flag(full))
+
+    def set_verify_server_certificate(self, verify: bool) -> None:
+        """Opt-in: check the server's chain and host name against the system's trust store."""
+        self._call("SetVerifyServerCertificate", _flag(verify))
+
+    def set_server_certificate_pin(self, pins: Optional[str]) -> None:
+        """Opt-in: base64 SHA-256 digests of the accepted public keys, separated by ';'."""
+        self._call("SetServerCertificatePin", _text(pins, "server certificate pin"))
+
+    def set_use_system_proxy(self, use: bool) -> None:
+        """Opt-in (Windows): the current user's proxy settings instead of WinHTTP's default."""
+        self._call("SetUseSystemProxy", _flag(use))
 
     def set_default_ids(self, message_group: Optional[str], default_session: Optional[str]) -> bool:
         """True when both were stored (or cleared with None); False when the
