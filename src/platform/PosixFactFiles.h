@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/MachineFacts.h"
@@ -18,24 +19,32 @@ namespace qz {
 // this reads to the end, at most limit bytes). False when it cannot be opened.
 bool ReadSmallFile(const char* path, std::string& out, size_t limit = 1 << 20);
 
+// The start of a file into the caller's buffer, without allocating: what a
+// probe on the host's thread can afford. Returns the bytes read, 0 when the
+// file cannot be opened.
+size_t ReadFileStart(const char* path, char* buffer, size_t size);
+
 // The value of a "Key:   123 kB" line of /proc/meminfo or /proc/self/status.
-bool FindKilobytes(const std::string& text, const char* key, uint64_t& kilobytes);
+// A last line that was cut off (no line feed) does not count.
+bool FindKilobytes(std::string_view text, const char* key, uint64_t& kilobytes);
 
-// Memory that can still be committed (available RAM plus free swap) from
-// /proc/meminfo, and this process's private memory (anonymous resident plus
-// swapped out) from /proc/self/status; what is missing stays 0.
-void MemoryUseFromProc(const std::string& meminfo, const std::string& status,
-                       MemoryUseInfo& out);
+// Memory that can still be committed, from /proc/meminfo: available RAM plus
+// free swap (free memory and caches on kernels that do not estimate it).
+uint64_t AvailableKilobytes(std::string_view meminfo);
+// Whether any swap is in use, so that a process may have memory there.
+bool SwapInUse(std::string_view meminfo);
+// This process's anonymous resident memory (resident minus file-backed and
+// shared pages) from /proc/self/statm.
+bool AnonymousKilobytes(std::string_view statm, uint64_t pageBytes, uint64_t& kilobytes);
 
-// Clock ticks of one processor ("cpuN" line of /proc/stat) since boot.
-struct CpuTicks {
-  uint32_t index = 0;
+// Clock ticks of all processors together since boot, from the first line of
+// /proc/stat. Busy: user, nice, system, interrupts and stolen time; waiting
+// for I/O counts as idle, as it does on Windows.
+struct ProcessorTicks {
   uint64_t busy = 0;
   uint64_t total = 0;
 };
-std::vector<CpuTicks> ParseProcStat(const std::string& text);
-// The average of the processors' loads in percent between two samples.
-uint32_t LoadBetween(const std::vector<CpuTicks>& before, const std::vector<CpuTicks>& after);
+bool ParseProcessorTicks(std::string_view stat, ProcessorTicks& out);
 
 // One record per physical processor package of /proc/cpuinfo, in order:
 // name cpu0, cpu1..., vendor, model name and current speed in MHz.

@@ -10,8 +10,8 @@
 // | identity, personal info off  | /etc/machine-id (or D-Bus's copy), as its digest           |
 // | domain                       | NIS domain (uname), else the host name's DNS suffix        |
 // | OS name                      | /etc/os-release (or /usr/lib/os-release), else uname       |
-// | memory use                   | /proc/meminfo, /proc/self/status                           |
-// | processor load               | /proc/stat, since the previous reading (PosixCpuLoad)      |
+// | memory use                   | /proc/meminfo and /proc/self/statm (PosixLoadSampler)      |
+// | processor load               | /proc/stat, about the last second (PosixLoadSampler)       |
 // | total memory                 | /proc/meminfo MemTotal                                     |
 // | processors                   | /proc/cpuinfo, highest speed from /sys cpufreq             |
 // | disks                        | /proc/self/mounts, statvfs, /dev/disk/by-uuid              |
@@ -50,6 +50,7 @@
 
 #include "platform/FactRules.h"
 #include "platform/PosixFactFiles.h"
+#include "platform/PosixLoadSampler.h"
 #include "platform/PosixPlatform.h"
 #include "types/Utf8.h"
 
@@ -359,11 +360,7 @@ void PosixPlatform::DoGetNetworkAdapters(FactList<NetworkAdapterInfo>& list, boo
 }
 
 void PosixPlatform::DoGetMemoryUse(MemoryUseInfo& info) {
-  std::string meminfo;
-  std::string status;
-  ReadSmallFile("/proc/meminfo", meminfo);
-  ReadSmallFile("/proc/self/status", status);
-  MemoryUseFromProc(meminfo, status, info);
+  PosixLoadSampler::Instance().GetMemoryUse(info);
 }
 
 void PosixPlatform::DoGetMemoryInfo(MemoryInfo& info, bool fullData) {
@@ -450,6 +447,6 @@ void PosixPlatform::DoGetPageFiles(FactList<PageFileInfo>& list, bool) {
   if (ReadSmallFile("/proc/swaps", text)) ParseSwaps(text, list);
 }
 
-uint32_t PosixPlatform::DoGetCpuLoad() { return cpuLoad.Read(); }
+uint32_t PosixPlatform::DoGetCpuLoad() { return PosixLoadSampler::Instance().CpuLoad(); }
 
 }  // namespace qz
