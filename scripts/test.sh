@@ -34,7 +34,7 @@ PACKAGES=(
   g++-mingw-w64-x86-64 g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
   wine wine64 python3 openssl ca-certificates mono-mcs mono-runtime
   libcpp-httplib-dev libxml2-dev libsqlite3-dev libpq-dev postgresql chromium
-  dpkg-dev llvm clang lld clang-14 libfuzzer-14-dev
+  dpkg-dev llvm clang lld clang-14 libfuzzer-14-dev tzdata
 )
 
 # Exit codes of a stage, read by the summary.

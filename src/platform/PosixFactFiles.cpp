@@ -1,6 +1,7 @@
 #include "platform/PosixFactFiles.h"
 
 #include <fcntl.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -344,6 +345,32 @@ bool ParseSoundCards(const std::string& text, DeviceInfo& out) {
     return true;
   }
   return false;
+}
+
+
+void LocalTimeZoneAt(time_t when, TimeZoneInfo& out) {
+  out = TimeZoneInfo();
+  tm local;
+  if (localtime_r(&when, &local) == nullptr) return;
+  long standard = local.tm_gmtoff;
+  // Every offset of the local year, from a moment every twelve hours: no zone
+  // keeps an offset for less than a day. Local years start up to 14 hours
+  // before and 12 after the UTC one.
+  constexpr time_t kDay = 24 * 60 * 60;
+  tm yearStart = {};
+  yearStart.tm_year = local.tm_year;
+  yearStart.tm_mday = 1;
+  tm nextYearStart = yearStart;
+  nextYearStart.tm_year += 1;
+  const time_t end = timegm(&nextYearStart) + kDay;
+  for (time_t t = timegm(&yearStart) - kDay; t < end; t += kDay / 2) {
+    tm moment;
+    if (localtime_r(&t, &moment) != nullptr && moment.tm_year == local.tm_year) {
+      standard = std::min(standard, moment.tm_gmtoff);
+    }
+  }
+  out.offsetMinutes = static_cast<int32_t>(standard / 60);
+  out.daylight = local.tm_gmtoff != standard;
 }
 
 }  // namespace qz

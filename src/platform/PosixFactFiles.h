@@ -1,10 +1,13 @@
-// Readers of the Linux files that the machine facts come from. Each takes the
-// file's text, so tests feed recorded files and need no particular machine.
+// Readers of the Linux files and answers that the machine facts come from, and
+// the rules applied to them. Each takes its input as given (a file's text, a
+// list of addresses, a moment), so tests feed recorded inputs and need no
+// particular machine.
 #ifndef QZ_PLATFORM_POSIXFACTFILES_H
 #define QZ_PLATFORM_POSIXFACTFILES_H
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -86,6 +89,13 @@ struct InterfaceFacts {
 // 0.0.0.0 and neither the name nor the hardware address is given.
 void AddAdapters(const std::vector<InterfaceFacts>& interfaces, bool omitPersonalInfo,
                  FactList<NetworkAdapterInfo>& list);
+
+// The standard offset and daylight flag of the process's time zone (TZ, else
+// /etc/localtime) at that moment, as Windows defines them: the standard
+// offset is the lowest offset the zone uses in that local year, and daylight
+// saving is in force when the offset then differs from it. Zones whose data
+// marks winter time as "daylight" (Europe/Dublin) come out as Windows has them.
+void LocalTimeZoneAt(time_t when, TimeZoneInfo& out);
 
 // The first card of /proc/asound/cards: its driver and its name.
 bool ParseSoundCards(const std::string& text, DeviceInfo& out);

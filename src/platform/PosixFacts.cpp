@@ -17,7 +17,7 @@
 // | disks                        | /proc/self/mounts, statvfs, /dev/disk/by-uuid              |
 // | network adapters             | getifaddrs, speed from /sys/class/net                      |
 // | page files                   | /proc/swaps                                                |
-// | time zone                    | localtime_r: offset outside daylight-saving time           |
+// | time zone                    | localtime_r over the local year: its lowest offset         |
 // | system model                 | /sys/class/dmi/id                                          |
 // | screen and video             | the console frame buffer, /sys/class/graphics/fb0          |
 // | sound device                 | /proc/asound/cards                                         |
@@ -220,15 +220,6 @@ bool IsDirectory(const std::string& path) {
   return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-// The UTC offset of local time at the given moment, and whether it is daylight-saving time.
-bool LocalOffset(time_t when, long& offsetSeconds, bool& daylight) {
-  tm local;
-  if (localtime_r(&when, &local) == nullptr) return false;
-  offsetSeconds = local.tm_gmtoff;
-  daylight = local.tm_isdst > 0;
-  return true;
-}
-
 // The compiler that built the library, in the form of a version number.
 void CompilerFacts(HostInfo& info) {
 #if defined(__clang__)
@@ -305,30 +296,7 @@ void PosixPlatform::DoGetUserInfo(UserInfo& info, bool, bool omitPersonalInfo) {
 }
 
 void PosixPlatform::DoGetTimeZoneInfo(TimeZoneInfo& info, bool) {
-  info = TimeZoneInfo();
-  const time_t now = time(nullptr);
-  long offset = 0;
-  if (!LocalOffset(now, offset, info.daylight)) return;
-  // The standard offset is the one of a moment outside daylight-saving time:
-  // now, or else the first of January or of July this year (one of them is
-  // outside it in either hemisphere).
-  tm year;
-  if (info.daylight && gmtime_r(&now, &year) != nullptr) {
-    for (int month : {0, 6}) {
-      tm probe = year;
-      probe.tm_mon = month;
-      probe.tm_mday = 1;
-      probe.tm_isdst = -1;
-      long probeOffset = 0;
-      bool probeDaylight = true;
-      const time_t when = mktime(&probe);
-      if (when != time_t(-1) && LocalOffset(when, probeOffset, probeDaylight) && !probeDaylight) {
-        offset = probeOffset;
-        break;
-      }
-    }
-  }
-  info.offsetMinutes = static_cast<int32_t>(offset / 60);
+  LocalTimeZoneAt(time(nullptr), info);
 }
 
 void PosixPlatform::DoGetPowerState(StringBuf& out, bool) { out.Clear(); }
