@@ -1,6 +1,8 @@
 #include "platform/PosixFactFiles.h"
 
 #include <fcntl.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -347,6 +349,27 @@ bool ParseSoundCards(const std::string& text, DeviceInfo& out) {
   return false;
 }
 
+bool IsMachineId(std::string_view text) {
+  return text.size() == 32 &&
+         text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
+void AnonymousMachineIdentity(std::string_view machineId, StringBuf& out) {
+  // The library's own key: the same machine gives the same identity in every
+  // program that uses the library, and one that cannot be matched with the
+  // identifier itself or with what other programs derive from it.
+  static const unsigned char kKey[16] = {0xBE, 0x5A, 0xE1, 0xBF, 0x0E, 0xA9, 0xE4, 0xDA,
+                                         0x30, 0x73, 0x5D, 0x0B, 0x9F, 0x4D, 0xFF, 0x8F};
+  out.Clear();
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int size = 0;
+  if (HMAC(EVP_sha256(), kKey, sizeof kKey, reinterpret_cast<const unsigned char*>(machineId.data()),
+           machineId.size(), digest, &size) == nullptr ||
+      size < 16) {
+    return;
+  }
+  AppendUpperHex(digest, 16, out);
+}
 
 void LocalTimeZoneAt(time_t when, TimeZoneInfo& out) {
   out = TimeZoneInfo();

@@ -90,6 +90,14 @@ struct InterfaceFacts {
 void AddAdapters(const std::vector<InterfaceFacts>& interfaces, bool omitPersonalInfo,
                  FactList<NetworkAdapterInfo>& list);
 
+// Whether text is a machine identifier (/etc/machine-id): 32 hexadecimal digits.
+bool IsMachineId(std::string_view text);
+// The user identity that stands for the machine when personal information is
+// omitted: the machine identifier is confidential, so what is sent is a keyed
+// hash of it (HMAC-SHA256 with the library's own key, cut to 128 bits), 32
+// upper-case hexadecimal digits. Empty when no hash can be made.
+void AnonymousMachineIdentity(std::string_view machineId, StringBuf& out);
+
 // The standard offset and daylight flag of the process's time zone (TZ, else
 // /etc/localtime) at that moment, as Windows defines them: the standard
 // offset is the lowest offset the zone uses in that local year, and daylight

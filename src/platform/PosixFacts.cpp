@@ -7,7 +7,7 @@
 // | locale                       | LC_ALL, else LC_MESSAGES, else LANG ("en_US")              |
 // | compiler (src-lang)          | the compiler that built the library                        |
 // | user identity                | domain (below) \ getpwuid_r name of the effective user     |
-// | identity, personal info off  | /etc/machine-id (or D-Bus's copy), as its digest           |
+// | identity, personal info off  | /etc/machine-id (or D-Bus's copy), keyed hash (HMAC)      |
 // | domain                       | NIS domain (uname), else the host name's DNS suffix        |
 // | OS name                      | /etc/os-release (or /usr/lib/os-release), else uname       |
 // | memory use                   | /proc/meminfo and /proc/self/statm (PosixLoadSampler)      |
@@ -124,9 +124,10 @@ std::string UserName() {
 // The same for every user of the machine, and no name in clear text.
 void MachineIdentifier(StringBuf& out) {
   for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
+    // "uninitialized" while the first boot has not written one.
     const std::string id = TrimmedFile(path);
-    if (!id.empty()) {
-      HashUtf8(id, out);
+    if (IsMachineId(id)) {
+      AnonymousMachineIdentity(id, out);
       return;
     }
   }

@@ -199,5 +199,25 @@ TEST(PosixFactFilesTest, AdaptersHideAddressesWhenPersonalInfoIsOmitted) {
   }
 }
 
+TEST(PosixFactFilesTest, MachineIdentityIsAKeyedHashOfTheMachineId) {
+  const char id[] = "4b1c9e0f3a7d45e2b8c6d1f09a3e7c52";
+  EXPECT_TRUE(IsMachineId(id));
+  for (const char* text : {"uninitialized", "", "4b1c9e0f3a7d45e2b8c6d1f09a3e7c5",
+                           "4b1c9e0f-3a7d-45e2-b8c6-d1f09a3e7c52"}) {
+    EXPECT_FALSE(IsMachineId(text)) << text;
+  }
+  // HMAC-SHA256 with the library's key, first 16 bytes: computed apart with
+  // Python's hmac. A new key would give every machine a new identity.
+  StringBuf identity(QZ_TEXT("old"));
+  AnonymousMachineIdentity(id, identity);
+  EXPECT_EQ("37EDD52AF91A20225ECF07DD62714F03", Text(identity));
+  // Not the plain digest that anyone knowing the identifier can compute.
+  StringBuf plain;
+  StringBuf wide;
+  for (const char* p = id; *p != 0; ++p) wide.Append(static_cast<QZChar>(*p));
+  HashText(wide, plain);
+  EXPECT_NE(Text(plain), Text(identity));
+}
+
 }  // namespace
 }  // namespace qz

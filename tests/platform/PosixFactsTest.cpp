@@ -52,6 +52,15 @@ TEST(PosixFactsTest, OmittingPersonalInfoLeavesNoNameOrAddress) {
     EXPECT_EQ("", Text(adapter->macAddress));
   }
 
+  // The machine's identifier never leaves as it is, nor as its plain digest.
+  std::ifstream file("/etc/machine-id");
+  std::string id;
+  if (std::getline(file, id) && IsMachineId(id)) {
+    StringBuf keyed;
+    AnonymousMachineIdentity(id, keyed);
+    EXPECT_EQ(Text(keyed), Text(first.name));
+  }
+
   // Otherwise both identities are digests, never names.
   Platform::GetHostInfo(host, false);
   Platform::GetUserInfo(first, false, false);
