@@ -349,6 +349,34 @@ bool ParseSoundCards(const std::string& text, DeviceInfo& out) {
   return false;
 }
 
+void ChooseHostAddress(const std::vector<uint32_t>& resolved,
+                       std::vector<InterfaceAddress> interfaces, StringBuf& out) {
+  auto usable = [](uint32_t address) {
+    return (address >> 24) != 0 && (address >> 24) != 127 && (address >> 16) != 0xA9FE;
+  };
+  uint32_t chosen = 0;
+  auto first = std::find_if(resolved.begin(), resolved.end(), usable);
+  if (first != resolved.end()) {
+    chosen = *first;
+  } else {
+    std::stable_sort(interfaces.begin(), interfaces.end(),
+                     [](const InterfaceAddress& a, const InterfaceAddress& b) {
+                       return a.index < b.index;
+                     });
+    for (const InterfaceAddress& i : interfaces) {
+      if (i.up && !i.loopback && usable(i.address)) {
+        chosen = i.address;
+        break;
+      }
+    }
+  }
+  out.Clear();
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    out.Append(static_cast<uint32_t>((chosen >> shift) & 0xFF), 10);
+    if (shift > 0) out.Append(QZ_TEXT('.'));
+  }
+}
+
 bool IsMachineId(std::string_view text) {
   return text.size() == 32 &&
          text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;

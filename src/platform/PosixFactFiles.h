@@ -90,6 +90,20 @@ struct InterfaceFacts {
 void AddAdapters(const std::vector<InterfaceFacts>& interfaces, bool omitPersonalInfo,
                  FactList<NetworkAdapterInfo>& list);
 
+// One IPv4 address of an interface, as getifaddrs gives it.
+struct InterfaceAddress {
+  uint32_t index = 0;     // the interface's index: the kernel's stable order
+  bool up = false;        // IFF_UP
+  bool loopback = false;  // IFF_LOOPBACK
+  uint32_t address = 0;   // host byte order
+};
+// The host's address: the first address of its name that is neither
+// loopback (127/8), link-local (169.254/16) nor 0.0.0.0; when the name gives
+// none (a Debian host's name resolves to 127.0.1.1), the first such address
+// of an interface that is up, in index order; else "0.0.0.0".
+void ChooseHostAddress(const std::vector<uint32_t>& resolved,
+                       std::vector<InterfaceAddress> interfaces, StringBuf& out);
+
 // Whether text is a machine identifier (/etc/machine-id): 32 hexadecimal digits.
 bool IsMachineId(std::string_view text);
 // The user identity that stands for the machine when personal information is

@@ -3,7 +3,8 @@
 // | Fact                         | Source                                                     |
 // |------------------------------|------------------------------------------------------------|
 // | host name                    | gethostname, as its digest                                 |
-// | host address                 | getaddrinfo of the host name, first IPv4 address           |
+// | host address                 | the host name's first IPv4 address but loopback and link- |
+// |                              | local, else an interface's that is up (ChooseHostAddress)  |
 // | locale                       | LC_ALL, else LC_MESSAGES, else LANG ("en_US")              |
 // | compiler (src-lang)          | the compiler that built the library                        |
 // | user identity                | domain (below) \ getpwuid_r name of the effective user     |
@@ -134,28 +135,42 @@ void MachineIdentifier(StringBuf& out) {
   out = QZ_TEXT("N/A");
 }
 
-// The first IPv4 address the host name resolves to.
-void ResolveHostAddress(const std::string& host, StringBuf& out) {
-  out.Clear();
-  if (host.empty()) return;
+// The IPv4 addresses the host name resolves to, in order.
+std::vector<uint32_t> ResolveHostName(const std::string& host) {
+  std::vector<uint32_t> addresses;
+  if (host.empty()) return addresses;
   addrinfo hints = {};
   hints.ai_family = AF_INET;
   hints.ai_socktype = SOCK_STREAM;
   hints.ai_protocol = IPPROTO_TCP;
   addrinfo* results = nullptr;
-  if (getaddrinfo(host.c_str(), nullptr, &hints, &results) != 0) return;
-  // Freed however this ends: appending to out may throw.
+  if (getaddrinfo(host.c_str(), nullptr, &hints, &results) != 0) return addresses;
+  // Freed however this ends: the list may fail to grow.
   std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owned(results, &freeaddrinfo);
   for (addrinfo* r = results; r != nullptr; r = r->ai_next) {
-    char text[INET_ADDRSTRLEN] = {};
-    if (r->ai_family != AF_INET ||
-        inet_ntop(AF_INET, &reinterpret_cast<sockaddr_in*>(r->ai_addr)->sin_addr, text,
-                  sizeof text) == nullptr) {
+    if (r->ai_family != AF_INET || r->ai_addr == nullptr) continue;
+    addresses.push_back(ntohl(reinterpret_cast<const sockaddr_in*>(r->ai_addr)->sin_addr.s_addr));
+  }
+  return addresses;
+}
+
+std::vector<InterfaceAddress> ReadInterfaceAddresses() {
+  std::vector<InterfaceAddress> addresses;
+  ifaddrs* list = nullptr;
+  if (getifaddrs(&list) != 0) return addresses;
+  std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owned(list, &freeifaddrs);
+  for (ifaddrs* i = list; i != nullptr; i = i->ifa_next) {
+    if (i->ifa_name == nullptr || i->ifa_addr == nullptr || i->ifa_addr->sa_family != AF_INET) {
       continue;
     }
-    out.Append(text);
-    break;
+    InterfaceAddress address;
+    address.index = if_nametoindex(i->ifa_name);
+    address.up = (i->ifa_flags & IFF_UP) != 0;
+    address.loopback = (i->ifa_flags & IFF_LOOPBACK) != 0;
+    address.address = ntohl(reinterpret_cast<const sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr);
+    addresses.push_back(address);
   }
+  return addresses;
 }
 
 uint32_t NumberFile(const std::string& path) {
@@ -350,7 +365,7 @@ void PosixPlatform::DoGetHostInfo(HostInfo& info, bool omitPersonalInfo) {
     const std::string host = HostName();
     info.name.Clear();
     if (!host.empty()) HashUtf8(host, info.name);
-    ResolveHostAddress(host, info.ipAddress);
+    ChooseHostAddress(ResolveHostName(host), ReadInterfaceAddresses(), info.ipAddress);
   }
   LocaleName(getenv("LC_ALL"), getenv("LC_MESSAGES"), getenv("LANG"), info.locale);
   info.virtualized = false;

@@ -199,6 +199,41 @@ TEST(PosixFactFilesTest, AdaptersHideAddressesWhenPersonalInfoIsOmitted) {
   }
 }
 
+TEST(PosixFactFilesTest, HostAddressIsNeverLoopbackOrLinkLocal) {
+  const uint32_t kLoopback = 0x7F000101;   // 127.0.1.1, as Debian names the host
+  const uint32_t kLinkLocal = 0xA9FE0304;  // 169.254.3.4
+  auto up = [](uint32_t index, uint32_t address) {
+    InterfaceAddress i;
+    i.index = index;
+    i.up = true;
+    i.address = address;
+    return i;
+  };
+  InterfaceAddress lo = up(1, 0x7F000001);
+  lo.loopback = true;
+  InterfaceAddress down = up(2, 0x0A000002);  // 10.0.0.2 on an interface that is down
+  down.up = false;
+  // In the order getifaddrs gave them: the index decides.
+  const std::vector<InterfaceAddress> interfaces = {lo, up(5, 0xAC110001), down, up(3, kLinkLocal),
+                                                    up(4, 0xC0A8011E), up(4, 0xC0A8011F)};
+  const struct {
+    std::vector<uint32_t> resolved;
+    std::vector<InterfaceAddress> interfaces;
+    const char* expected;
+  } cases[] = {
+      {{kLoopback}, interfaces, "192.168.1.30"},
+      {{}, interfaces, "192.168.1.30"},  // the name does not resolve
+      {{kLoopback, 0x0A010203}, interfaces, "10.1.2.3"},
+      {{kLinkLocal, kLoopback}, {lo, down, up(3, kLinkLocal)}, "0.0.0.0"},
+      {{kLoopback}, {}, "0.0.0.0"},
+  };
+  for (const auto& c : cases) {
+    StringBuf out(QZ_TEXT("old"));
+    ChooseHostAddress(c.resolved, c.interfaces, out);
+    EXPECT_EQ(c.expected, Text(out));
+  }
+}
+
 TEST(PosixFactFilesTest, MachineIdentityIsAKeyedHashOfTheMachineId) {
   const char id[] = "4b1c9e0f3a7d45e2b8c6d1f09a3e7c52";
   EXPECT_TRUE(IsMachineId(id));

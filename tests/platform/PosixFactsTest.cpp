@@ -61,11 +61,15 @@ TEST(PosixFactsTest, OmittingPersonalInfoLeavesNoNameOrAddress) {
     EXPECT_EQ(Text(keyed), Text(first.name));
   }
 
-  // Otherwise both identities are digests, never names.
+  // Otherwise both identities are digests, never names, and the host's
+  // address is not loopback (here the host name resolves to 127.0.0.1).
   Platform::GetHostInfo(host, false);
   Platform::GetUserInfo(first, false, false);
   EXPECT_TRUE(IsDigest(host.name)) << Text(host.name);
   EXPECT_TRUE(IsDigest(first.name)) << Text(first.name);
+  EXPECT_TRUE(std::regex_match(Text(host.ipAddress), std::regex("[0-9]+(\\.[0-9]+){3}")))
+      << Text(host.ipAddress);
+  EXPECT_NE(0u, Text(host.ipAddress).find("127.")) << Text(host.ipAddress);
 }
 
 // TZ for the life of the object.
