@@ -391,8 +391,8 @@ void AnonymousMachineIdentity(std::string_view machineId, StringBuf& out) {
   out.Clear();
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int size = 0;
-  if (HMAC(EVP_sha256(), kKey, sizeof kKey, reinterpret_cast<const unsigned char*>(machineId.data()),
-           machineId.size(), digest, &size) == nullptr ||
+  const auto* text = reinterpret_cast<const unsigned char*>(machineId.data());
+  if (HMAC(EVP_sha256(), kKey, sizeof kKey, text, machineId.size(), digest, &size) == nullptr ||
       size < 16) {
     return;
   }

@@ -136,13 +136,16 @@ uint32_t PosixLoadSampler::CpuLoad() {
   end.millis = NowMillis();
   uint32_t percent = 0;
   {
+    // Between two of the threads' samples: nothing to read.
     std::lock_guard<std::mutex> guard(lock);
     LoadSample newest;
+    const uint64_t second = LoadHistory::kWindowMs;
     if (history.Fresh(end.millis, false, newest) &&
-        history.LoadUntil(newest, LoadHistory::kWindowMs / 2, 2 * LoadHistory::kWindowMs, percent)) {
+        history.LoadUntil(newest, second / 2, 2 * second, percent)) {
       return percent;
     }
   }
+  // No such pair: up to now, and kept for the probes that follow.
   if (!ReadTicks(end)) return 0;
   std::lock_guard<std::mutex> guard(lock);
   const bool known = history.LoadUntil(end, 1, LoadHistory::kLongestWindowMs, percent);
@@ -160,8 +163,9 @@ void PosixLoadSampler::GetMemoryUse(MemoryUseInfo& info) {
   if (!fresh) ReadMemory(sample);
   char statm[128];
   uint64_t anonymous = 0;
-  AnonymousKilobytes(std::string_view(statm, ReadFileStart("/proc/self/statm", statm, sizeof statm)),
-                     static_cast<uint64_t>(sysconf(_SC_PAGESIZE)), anonymous);
+  const size_t size = ReadFileStart("/proc/self/statm", statm, sizeof statm);
+  AnonymousKilobytes(std::string_view(statm, size), static_cast<uint64_t>(sysconf(_SC_PAGESIZE)),
+                     anonymous);
   info.availableMB = KilobytesToMiB(sample.availableKB);
   info.usedMB = KilobytesToMiB(anonymous + sample.swappedKB);
 }

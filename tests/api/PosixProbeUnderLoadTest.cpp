@@ -29,7 +29,9 @@ class BusyProcessors {
   explicit BusyProcessors(size_t count) : spins(count) {
     for (auto& counter : spins) {
       threads.emplace_back([this, &counter] {
-        while (!stop.load(std::memory_order_relaxed)) counter.fetch_add(1, std::memory_order_relaxed);
+        while (!stop.load(std::memory_order_relaxed)) {
+          counter.fetch_add(1, std::memory_order_relaxed);
+        }
       });
     }
   }
@@ -39,7 +41,8 @@ class BusyProcessors {
   }
   // Every thread has run; from now on none stops until told to.
   bool AllSpinning() const {
-    return std::all_of(spins.begin(), spins.end(), [](const std::atomic<uint64_t>& c) { return c.load() > 0; });
+    return std::all_of(spins.begin(), spins.end(),
+                       [](const std::atomic<uint64_t>& c) { return c.load() > 0; });
   }
 
  private:

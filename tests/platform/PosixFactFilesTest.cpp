@@ -39,7 +39,8 @@ TEST(PosixFactFilesTest, MeminfoStatusAndStatmGiveKilobytes) {
   EXPECT_EQ(8388608u + 1048576u, AvailableKilobytes(meminfo));
   EXPECT_TRUE(SwapInUse(meminfo));
   // Older kernels estimate nothing: free memory and caches; no swap at all.
-  const char old[] = "MemTotal: 4194304 kB\nMemFree: 1048576 kB\nBuffers: 524288 kB\nCached: 524288 kB\n";
+  const char old[] =
+      "MemTotal: 4194304 kB\nMemFree: 1048576 kB\nBuffers: 524288 kB\nCached: 524288 kB\n";
   EXPECT_EQ(2097152u, AvailableKilobytes(old));
   EXPECT_FALSE(SwapInUse(old));
   EXPECT_FALSE(SwapInUse("SwapTotal: 2048 kB\nSwapFree: 2048 kB\n"));
