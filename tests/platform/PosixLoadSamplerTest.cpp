@@ -8,7 +8,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <memory>
 #include <thread>
 
 #include "delivery/IRunnable.h"
@@ -115,14 +114,27 @@ bool WaitForSamples(uint64_t count) {
   return true;
 }
 
-TEST(PosixLoadSamplerTest, AWaitingThreadSamplesAndAnotherTakesOverWhenItEnds) {
-  auto first = std::make_unique<Sleeper>();
-  first->Start();
-  ASSERT_TRUE(WaitForSamples(2)) << "a thread waiting a minute took no samples";
-  Sleeper second;
-  second.Start();
-  first.reset();
-  EXPECT_TRUE(WaitForSamples(2)) << "no thread took over";
+TEST(PosixLoadSamplerTest, OneWaitingThreadSamplesAndAnotherTakesOverWhenItIsHeldUp) {
+  // Moments given, nothing read: no sample has been taken (the last at 0).
+  PosixLoadSampler sampler;
+  int a = 0;
+  int b = 0;
+  int c = 0;
+  EXPECT_EQ(1000u, sampler.NextSampleFor(&a, 0));  // the first to ask samples
+  EXPECT_EQ(PosixLoadSampler::kTakeOverMs, sampler.NextSampleFor(&b, 500));
+  EXPECT_EQ(1000u, sampler.NextSampleFor(&a, 600));
+  // a took no sample for kTakeOverMs: b takes over, due at once.
+  EXPECT_EQ(1000u, sampler.NextSampleFor(&b, PosixLoadSampler::kTakeOverMs));
+  sampler.Release(&a);  // no longer its to release
+  EXPECT_EQ(PosixLoadSampler::kTakeOverMs, sampler.NextSampleFor(&c, 10));
+  sampler.Release(&b);
+  EXPECT_EQ(1000u, sampler.NextSampleFor(&c, 20));
+}
+
+TEST(PosixLoadSamplerTest, AWaitingThreadSamplesAboutOnceASecond) {
+  Sleeper sleeper;
+  sleeper.Start();
+  EXPECT_TRUE(WaitForSamples(2)) << "a thread waiting a minute took no samples";
 }
 
 TEST(PosixLoadSamplerTest, AForkedChildMeasuresWithoutTheParentsThreads) {
