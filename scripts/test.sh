@@ -36,7 +36,7 @@ PACKAGES=(
   wine wine64 python3 openssl ca-certificates mono-mcs mono-runtime
   python3-build python3-setuptools python3-wheel python3-venv
   libcpp-httplib-dev libxml2-dev libsqlite3-dev libpq-dev postgresql chromium
-  dpkg-dev debhelper lintian systemd iproute2 llvm clang lld clang-14 libfuzzer-14-dev
+  dpkg-dev debhelper lintian systemd iproute2 llvm clang lld clang-14 libfuzzer-14-dev tzdata
 )
 
 # Exit codes of a stage, read by the summary.
