@@ -16,9 +16,9 @@
 #include <thread>
 #include <vector>
 
-#include "Collector.h"
 #include "TestBatches.h"
 #include "TestHttp.h"
+#include "server/Collector.h"
 
 namespace {
 

@@ -14,12 +14,12 @@
 #include <fstream>
 #include <string>
 
-#include "Collector.h"
-#include "HtmlReport.h"
-#include "Log.h"
-#include "MessagingSchema.h"
-#include "Report.h"
-#include "TextReport.h"
+#include "common/Log.h"
+#include "ingest/MessagingSchema.h"
+#include "report/HtmlReport.h"
+#include "report/Report.h"
+#include "report/TextReport.h"
+#include "server/Collector.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <thread>
 
-#include "Collector.h"
 #include "TestBatches.h"
 #include "TestHttp.h"
+#include "server/Collector.h"
 
 namespace qz {
 namespace collector {

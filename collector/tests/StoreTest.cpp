@@ -9,11 +9,11 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "BatchParser.h"
-#include "BatchRows.h"
-#include "Report.h"
-#include "StoreWriter.h"
 #include "TestBatches.h"
+#include "ingest/BatchParser.h"
+#include "ingest/BatchRows.h"
+#include "report/Report.h"
+#include "stores/StoreWriter.h"
 
 namespace qz {
 namespace collector {

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "TimeText.h"
+#include "common/TimeText.h"
 
 namespace qz {
 namespace collector {
