@@ -39,6 +39,28 @@ bool Digits(const std::string& s, size_t pos, size_t count, int64_t& value) {
   return true;
 }
 
+bool IsLeap(int64_t y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
+
+int64_t DaysInMonth(int64_t y, int64_t m) {
+  static const int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  return m == 2 && IsLeap(y) ? 29 : kDays[m - 1];
+}
+
+// "YYYY-MM-DDTHH:MM:SS" at the start of s, as a real date and time.
+bool DateAndTime(const std::string& s, int64_t& days, int64_t& seconds) {
+  if (s.size() < 19 || s[4] != '-' || s[7] != '-' || s[10] != 'T' || s[13] != ':' || s[16] != ':') return false;
+  int64_t y, mo, d, h, mi, se;
+  if (!Digits(s, 0, 4, y) || !Digits(s, 5, 2, mo) || !Digits(s, 8, 2, d) || !Digits(s, 11, 2, h) ||
+      !Digits(s, 14, 2, mi) || !Digits(s, 17, 2, se)) {
+    return false;
+  }
+  // The library writes the system's clock, which has no leap seconds.
+  if (y < 1 || mo < 1 || mo > 12 || d < 1 || d > DaysInMonth(y, mo) || h > 23 || mi > 59 || se > 59) return false;
+  days = DaysFromCivil(y, mo, d);
+  seconds = (h * 60 + mi) * 60 + se;
+  return true;
+}
+
 }  // namespace
 
 std::string TimeText::Now() {
@@ -64,18 +86,20 @@ std::string TimeText::FromMillis(int64_t millis) {
 }
 
 bool TimeText::ToMillis(const std::string& s, int64_t& millis) {
-  if (s.size() != 24 || s[4] != '-' || s[7] != '-' || s[10] != 'T' || s[13] != ':' || s[16] != ':' ||
-      s[19] != '.' || s[23] != 'Z') {
+  int64_t days, seconds, ms;
+  if (s.size() != 24 || s[19] != '.' || s[23] != 'Z' || !DateAndTime(s, days, seconds) || !Digits(s, 20, 3, ms)) {
     return false;
   }
-  int64_t y, mo, d, h, mi, se, ms;
-  if (!Digits(s, 0, 4, y) || !Digits(s, 5, 2, mo) || !Digits(s, 8, 2, d) || !Digits(s, 11, 2, h) ||
-      !Digits(s, 14, 2, mi) || !Digits(s, 17, 2, se) || !Digits(s, 20, 3, ms)) {
-    return false;
-  }
-  if (mo < 1 || mo > 12 || d < 1 || d > 31 || h > 23 || mi > 59 || se > 60) return false;
-  millis = ((DaysFromCivil(y, mo, d) * 24 + h) * 60 + mi) * 60000 + se * 1000 + ms;
+  millis = (days * 86400 + seconds) * 1000 + ms;
   return true;
+}
+
+bool TimeText::IsZonedTime(const std::string& s) {
+  int64_t days, seconds, h, m;
+  if (!DateAndTime(s, days, seconds)) return false;
+  if (s.size() == 20) return s[19] == 'Z';
+  return s.size() == 25 && (s[19] == '+' || s[19] == '-') && s[22] == ':' && Digits(s, 20, 2, h) &&
+         Digits(s, 23, 2, m) && m <= 59 && h * 60 + m <= 14 * 60;
 }
 
 }  // namespace collector

@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "common/TimeText.h"
 #include "ingest/CharacterReferences.h"
 
 namespace qz {
@@ -46,6 +47,24 @@ void Copy(xmlDocPtr doc, xmlNodePtr node, Element& out) {
   }
 }
 
+// The schema's patterns let "9999-99-99" through: every time must also be a
+// real one, or the stores and reports would hold what no clock can show.
+bool TimesAreReal(const Element& e, std::string& error) {
+  for (const auto& a : e.attributes) {
+    int64_t millis;
+    const bool utc = a.first == "generated" || a.first == "modified" || a.first == "sent";
+    if ((utc && !TimeText::ToMillis(a.second, millis)) ||
+        (a.first == "installed-date" && !TimeText::IsZonedTime(a.second))) {
+      error = "element '" + e.name + "', attribute '" + a.first + "': '" + a.second + "' is not a real time";
+      return false;
+    }
+  }
+  for (const Element& child : e.children) {
+    if (!TimesAreReal(child, error)) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool BatchParser::Parse(const std::string& body, Element& root, std::string& error) const {
@@ -79,7 +98,7 @@ bool BatchParser::Parse(const std::string& body, Element& root, std::string& err
   if (!schema.Validate(doc.get(), error)) return false;
   root = Element();
   Copy(doc.get(), xmlDocGetRootElement(doc.get()), root);
-  return true;
+  return TimesAreReal(root, error);
 }
 
 }  // namespace collector

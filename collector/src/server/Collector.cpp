@@ -1,8 +1,11 @@
 #include "server/Collector.h"
 
+#include <strings.h>
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <csignal>
-#include <cstdlib>
+#include <thread>
 
 #include "common/Log.h"
 #include "common/TimeText.h"
@@ -19,198 +22,170 @@ namespace {
 
 // Any path that ends in /Publish, the default one included:
 // /Tessary.Web.Services.Messaging/MessagingServiceV3.svc/Publish
-constexpr char kPublishPattern[] = R"(.*/Publish)";
-
-std::optional<std::string> Header(const httplib::Request& request, const char* name) {
-  if (!request.has_header(name)) return std::nullopt;
-  return request.get_header_value(name);
+bool IsPublish(const std::string& path) {
+  constexpr char kSuffix[] = "/Publish";
+  const size_t n = sizeof kSuffix - 1;
+  return path.size() >= n && path.compare(path.size() - n, n, kSuffix) == 0;
 }
 
-void Refuse(const httplib::Request& request, httplib::Response& response, int status, std::string reason) {
-  // One line: a reason may quote what the client sent.
-  for (char& c : reason) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+std::string PathOf(const std::string& target) { return target.substr(0, target.find('?')); }
+
+HttpAnswer Text(int status, const std::string& text, int retryAfter = 0) {
+  HttpAnswer a;
+  a.status = status;
+  a.body = text + "\n";
+  a.retryAfterSeconds = retryAfter;
+  return a;
+}
+
+// Descriptors for every connection allowed, and some for the store and logs.
+size_t RaiseDescriptorLimit(size_t connections) {
+  constexpr rlim_t kSpare = 256;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return connections;
+  const rlim_t wanted = static_cast<rlim_t>(connections) + kSpare;
+  if (limit.rlim_cur < wanted) {
+    limit.rlim_cur = std::min(wanted, limit.rlim_max);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    getrlimit(RLIMIT_NOFILE, &limit);
   }
-  response.status = status;
-  response.set_content(reason + "\n", "text/plain");
-  Log::Warn("Collector::Publish", std::to_string(status) + " to " + request.remote_addr + ": " + reason);
-}
-
-void CloseAfter(bool linger) {
-  if (RequestContext* context = HttpServer::Current()) {
-    context->close = true;
-    context->linger = context->linger || linger;
-  }
-}
-
-bool TimedOut() {
-  RequestContext* context = HttpServer::Current();
-  return context != nullptr && context->stream != nullptr && context->stream->TimedOut();
+  if (limit.rlim_cur >= wanted) return connections;
+  const size_t fit = limit.rlim_cur > kSpare * 2 ? static_cast<size_t>(limit.rlim_cur - kSpare) : 64;
+  Log::Warn("Collector", "only " + std::to_string(limit.rlim_cur) + " descriptors allowed: at most " +
+                             std::to_string(fit) + " connections");
+  return fit;
 }
 
 }  // namespace
 
-Collector::Collector(const CollectorOptions& options) : options(options), parser(schema) {}
+Collector::Collector(const CollectorOptions& options) : options(options), parser(schema) {
+  for (std::string& id : this->options.allowedCompanies) {
+    for (char& c : id) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+  }
+}
 
 Collector::~Collector() { Stop(); }
 
 bool Collector::Start(std::string& error) {
   // A client that vanishes mid-answer must not end the process.
   std::signal(SIGPIPE, SIG_IGN);
-  store = Store::Open(options.sqlitePath, options.postgres, error);
+  store = Store::Open(options.sqlitePath, options.postgres, options.create, error);
   if (!store) return false;
   writer = std::make_unique<StoreWriter>(*store, options.maxPendingBatches);
+  ServerLimits limits = options.limits;
+  const size_t processors = std::max(1u, std::thread::hardware_concurrency());
+  if (limits.workers == 0) limits.workers = processors;
+  limits.maxConnections = RaiseDescriptorLimit(limits.maxConnections);
+  workers = std::make_unique<WorkerPool>(limits.workers, limits.maxQueued);
   if (options.httpsPort >= 0 && !tls.Load(options.certFile, options.keyFile, error)) return false;
-
+  server = std::make_unique<HttpServer>(limits, static_cast<HttpHandler&>(*this), refusals);
   for (const bool secure : {false, true}) {
     const int port = secure ? options.httpsPort : options.httpPort;
     if (port < 0) continue;
-    auto server = std::make_unique<HttpServer>(options.limits, secure ? tls.Get() : nullptr);
-    Route(*server);
-    const int bound = server->Bind(options.listen, port);
-    if (bound < 0) {
-      error = "cannot listen on " + options.listen + ":" + std::to_string(port);
-      servers.clear();  // none serves yet: nothing to stop
-      return false;
-    }
+    const int bound = server->Listen(options.listen, port, secure ? tls.Get() : nullptr, error);
+    if (bound < 0) return false;
     (secure ? httpsPort : httpPort) = bound;
-    servers.push_back(std::move(server));
   }
-  for (auto& server : servers) threads.emplace_back(&HttpServer::Serve, server.get());
+  server->Start();
+  if (options.retainDays > 0) {
+    retention = std::make_unique<Retention>(*writer, options.retainDays, options.retentionInterval);
+  }
   return true;
 }
 
 void Collector::Stop() {
-  for (auto& server : servers) server->Stop();
-  for (std::thread& t : threads) {
-    if (t.joinable()) t.join();
-  }
-  threads.clear();
-  servers.clear();
+  if (stopped) return;
+  stopped = true;
+  // Answers need the workers and the writer: they stop after the server,
+  // and the server goes only once nothing can answer through it any more.
+  if (server) server->Stop();
+  if (retention) retention->Stop();
+  if (workers) workers->Stop();
   if (writer) writer->Stop();
-}
-
-void Collector::Route(HttpServer& server) {
-  const size_t maxBody = options.limits.maxBody;
-  server.set_pre_routing_handler([maxBody](const httplib::Request& request, httplib::Response& response) {
-    if (request.method != "POST") return httplib::Server::HandlerResponse::Unhandled;
-    // Answered before the body is read: a declared size over the limit, and
-    // compressed bodies (the library never compresses; a small compressed
-    // body could unpack to any size).
-    const std::string encoding = request.get_header_value("Content-Encoding");
-    if (!encoding.empty() && encoding != "identity") {
-      Refuse(request, response, 415, "Content-Encoding is not supported");
-      CloseAfter(true);
-      return httplib::Server::HandlerResponse::Handled;
-    }
-    if (request.has_header("Content-Length")) {
-      const std::string length = request.get_header_value("Content-Length");
-      char* end = nullptr;
-      const unsigned long long declared = std::strtoull(length.c_str(), &end, 10);
-      if (end == length.c_str() || *end != 0) {
-        Refuse(request, response, 400, "Content-Length is not a number");
-        CloseAfter(true);
-        return httplib::Server::HandlerResponse::Handled;
-      }
-      if (declared > maxBody) {
-        Refuse(request, response, 413, "batch larger than " + std::to_string(maxBody) + " bytes");
-        CloseAfter(true);
-        return httplib::Server::HandlerResponse::Handled;
-      }
-    }
-    return httplib::Server::HandlerResponse::Unhandled;
-  });
-  // httplib's own refusals (a broken request line, a body cut short) become
-  // 408 when the request simply ran out of time.
-  server.set_error_handler(httplib::Server::HandlerWithResponse([](const httplib::Request&,
-                                                                  httplib::Response& response) {
-    if (TimedOut()) {
-      response.status = 408;
-      response.set_content("request not received in time\n", "text/plain");
-      CloseAfter(false);
-    }
-    return httplib::Server::HandlerResponse::Unhandled;
-  }));
-  server.Post(kPublishPattern, [this](const httplib::Request& request, httplib::Response& response,
-                                      const httplib::ContentReader& reader) {
-    Publish(request, response, reader);
-  });
-  // The report, rendered as a page or as text.
-  const auto report = [this](std::string (*render)(const Report&), const char* type) {
-    return [this, render, type](const httplib::Request&, httplib::Response& response) {
-      Report loaded;
-      std::string error;
-      if (!Report::Load(*store, loaded, error)) {
-        response.status = 500;
-        response.set_content("report failed: " + error + "\n", "text/plain");
-        return;
-      }
-      response.set_content(render(loaded), type);
-    };
-  };
-  server.Get("/", report(&HtmlReport::Render, "text/html; charset=utf-8"));
-  server.Get("/report.txt", report(&TextReport::Render, "text/plain; charset=utf-8"));
-}
-
-void Collector::Publish(const httplib::Request& request, httplib::Response& response,
-                        const httplib::ContentReader& reader) {
-  const size_t maxBody = options.limits.maxBody;
-  std::string body;
-  // One allocation for the declared size (already checked against the limit).
-  body.reserve(std::min<size_t>(maxBody, std::strtoull(request.get_header_value("Content-Length").c_str(), nullptr, 10)));
-  bool tooLarge = false;
-  const bool read = reader([&](const char* data, size_t length) {
-    if (body.size() + length > maxBody) {
-      tooLarge = true;
-      return false;
-    }
-    body.append(data, length);
-    return true;
-  });
-  if (!read) {
-    if (tooLarge) {
-      Refuse(request, response, 413, "batch larger than " + std::to_string(maxBody) + " bytes");
-      CloseAfter(true);
-    } else if (TimedOut()) {
-      Refuse(request, response, 408, "request not received in time");
-      CloseAfter(false);
-    } else {
-      Refuse(request, response, 400, "incomplete body");
-      CloseAfter(false);
-    }
-    return;
+  server.reset();
+  if (writer && writer->StoredBatches() > 0) {
+    const int64_t n = writer->StoredBatches();
+    Log::Note("Collector", "stored " + std::to_string(n) + " batches; processor time per batch: checking " +
+                               std::to_string(workers->BusyMicros() / n) + " us, storing " +
+                               std::to_string(writer->BusyMicros() / n) + " us");
   }
+}
 
+std::optional<HttpAnswer> Collector::CheckHead(const HttpRequest& head) {
+  const std::string path = PathOf(head.target);
+  if (head.method == "POST" && IsPublish(path)) {
+    if (options.allowedCompanies.empty()) return std::nullopt;
+    std::string company = head.Header("X-QZ-CID").value_or("");
+    for (char& c : company) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));
+    const auto& allowed = options.allowedCompanies;
+    if (std::find(allowed.begin(), allowed.end(), company) != allowed.end()) return std::nullopt;
+    return Text(403, "company " + company + " is not accepted here");
+  }
+  if (head.method == "GET" && (path == "/" || path == "/report.txt" || path == "/health")) return std::nullopt;
+  return Text(404, "not found");
+}
+
+void Collector::Handle(HttpRequest request, Respond respond) {
+  const std::string path = PathOf(request.target);
+  if (path == "/health") {
+    // For load balancers: no store access, nothing a probe could slow.
+    return respond(Text(200, "ok"));
+  }
+  auto shared = std::make_shared<HttpRequest>(std::move(request));
+  const bool queued = workers->Post([this, shared, respond] {
+    if (shared->method == "POST") return Publish(*shared, respond);
+    Report loaded;
+    std::string error;
+    if (!Report::Load(*store, loaded, error)) return respond(Text(503, "report failed: " + error, 5));
+    HttpAnswer page;
+    const bool html = PathOf(shared->target) == "/";
+    page.body = html ? HtmlReport::Render(loaded) : TextReport::Render(loaded);
+    page.contentType = html ? "text/html; charset=utf-8" : "text/plain; charset=utf-8";
+    respond(std::move(page));
+  });
+  if (!queued) {
+    refusals.Count(ConnectionLog::Saturated, shared->remote, "no worker free");
+    respond(Text(503, "collector busy, try again later", 5));
+  }
+}
+
+void Collector::Refuse(const HttpRequest& request, const Respond& respond, int status, const std::string& reason) {
+  // One line: a reason may quote what the client sent.
+  std::string line = reason;
+  for (char& c : line) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+  }
+  refusals.Count(ConnectionLog::BadRequest, request.remote, std::to_string(status) + " " + line);
+  respond(Text(status, line));
+}
+
+void Collector::Publish(const HttpRequest& request, const Respond& respond) {
   Batch batch;
   std::string error;
-  if (!parser.Parse(body, batch.root, error)) {
-    Refuse(request, response, 400, error);
-    return;
-  }
-  RequestHeaders headers{Header(request, "Content-Type"), Header(request, "X-QZ-CID"), Header(request, "X-QZ-AID"),
-                         Header(request, "X-QZ-GID"), Header(request, "X-QZ-API")};
-  if (!headers.Check(batch.root, batch, error)) {
-    Refuse(request, response, 400, error);
-    return;
-  }
+  if (!parser.Parse(request.body, batch.root, error)) return Refuse(request, respond, 400, error);
+  RequestHeaders headers{request.Header("Content-Type"), request.Header("X-QZ-CID"), request.Header("X-QZ-AID"),
+                         request.Header("X-QZ-GID"), request.Header("X-QZ-API")};
+  if (!headers.Check(batch.root, batch, error)) return Refuse(request, respond, 400, error);
   batch.received = TimeText::Now();
-  const size_t messages = batch.root.children.size() - 2;
-  switch (writer->Submit(BatchRows::Build(batch), std::chrono::milliseconds(options.storeWaitMs))) {
-    case StoreWriter::Result::Stored:
-      response.status = 204;
-      Log::Info("Collector::Publish", "stored batch " + batch.root.Get("id") + " (" + std::to_string(messages) +
-                                          " messages, " + batch.agent + ") from " + request.remote_addr);
-      return;
-    case StoreWriter::Result::Failed:
-      response.status = 500;
-      response.set_content("batch not stored\n", "text/plain");
-      return;
-    case StoreWriter::Result::Busy:
-    case StoreWriter::Result::TimedOut:
-      response.status = 503;
-      response.set_header("Retry-After", "5");
-      response.set_content("collector busy, try again later\n", "text/plain");
-      return;
+  const std::string what = "batch " + batch.root.Get("id") + " (" + std::to_string(batch.root.children.size() - 2) +
+                           " messages, " + batch.agent + ") from " + request.remote;
+  const bool queued = writer->Submit(BatchRows::Build(batch), [this, respond, what](WriteStatus status,
+                                                                                    const std::string& reason) {
+    switch (status) {
+      case WriteStatus::Stored:
+        Log::Info("Collector::Publish", "stored " + what);
+        return respond(HttpAnswer{204, "", "", 0});
+      case WriteStatus::Retry:
+        return respond(Text(503, "batch not stored, try again later", 5));
+      case WriteStatus::Refused:
+        // Storing it again would fail the same way: the client must not retry.
+        Log::Error("Collector::Publish", "cannot store " + what + ": " + reason);
+        return respond(Text(400, "batch cannot be stored: " + reason));
+    }
+  });
+  if (!queued) {
+    refusals.Count(ConnectionLog::Saturated, request.remote, "writer queue full");
+    respond(Text(503, "collector busy, try again later", 5));
   }
 }
 

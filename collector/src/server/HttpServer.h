@@ -1,61 +1,50 @@
-// One listening port of the collector (HTTP, or HTTPS with a TLS context).
-// cpp-httplib parses requests and routes them; this class owns what happens
-// to a connection: the worker pool it waits in, the deadlines and budgets of
-// ConnectionStream, the 408 for a request that did not arrive in time, and
-// the lingering close after an answer to a request whose body was not read.
+// The network side of the collector: listening ports (plain HTTP, or HTTPS
+// with a TLS context) and their connections, all driven by events on a few
+// threads (Boost.Asio and Beast), so that a connection costs memory, not a
+// thread. Each connection has a deadline for its TLS handshake, for each
+// request's head and whole request, for any silence within a body and for
+// sending the answer; bodies grow as their bytes arrive, within a per-request
+// limit and the memory budget. The HTTP rules that keep a request
+// unambiguous (one Content-Length, no chunked bodies, no repeated batch
+// headers) are enforced here; what a request means is the handler's job.
+// Beast stays inside HttpServer.cpp, the one file that compiles it.
 #ifndef QZ_COLLECTOR_HTTPSERVER_H
 #define QZ_COLLECTOR_HTTPSERVER_H
 
-#include <httplib.h>
 #include <openssl/ssl.h>
 
-#include <atomic>
+#include <memory>
 #include <string>
 
-#include "server/ConnectionStream.h"
+#include "server/ConnectionLog.h"
+#include "server/HttpTypes.h"
+#include "server/ServerLimits.h"
 
 namespace qz {
 namespace collector {
 
-struct ServerLimits {
-  size_t maxBody = 8u << 20;        // bytes of one batch
-  int requestTimeoutMs = 10000;     // a whole request, headers and body
-  int readTimeoutMs = 5000;         // any one wait for more of it
-  int writeTimeoutMs = 5000;        // any one wait to send
-  int keepAliveMs = 5000;           // for the next request on a connection
-  size_t workers = 8;               // threads per port
-  size_t maxQueued = 256;           // accepted connections waiting for one
-};
-
-// What a handler may say about the connection of its request.
-struct RequestContext {
-  ConnectionStream* stream = nullptr;
-  bool close = false;   // close after the answer
-  bool linger = false;  // ... and first drain the unread body
-};
-
-class HttpServer : public httplib::Server {
+class HttpServer {
  public:
-  // tls null: plain HTTP. The context must outlive the server.
-  HttpServer(const ServerLimits& limits, SSL_CTX* tls);
+  HttpServer(const ServerLimits& limits, HttpHandler& handler, ConnectionLog& log);
+  ~HttpServer();
+  HttpServer(const HttpServer&) = delete;
+  HttpServer& operator=(const HttpServer&) = delete;
 
-  // Binds to host and port (0: any free port); the port, or -1.
-  int Bind(const std::string& host, int port);
-  // Serves until Stop; runs on a thread of its own.
-  void Serve();
+  // Binds and listens on address:port (0: any free port) before Start; tls
+  // null for plain HTTP (the context must outlive the server). The port, or
+  // -1 with the reason: a port in use is never shared with another process.
+  int Listen(const std::string& address, int port, SSL_CTX* tls, std::string& error);
+  void Start();
+  // Stops accepting, closes connections that wait for a request, lets the
+  // requests in progress be answered (within their deadlines), then ends the
+  // threads. Answers that come later are dropped.
   void Stop();
+  size_t Connections() const;
 
-  // The request this thread is answering, or null.
-  static RequestContext* Current();
+  struct Impl;  // defined and used in HttpServer.cpp only
 
  private:
-  bool process_and_close_socket(socket_t sock) override;
-  void Refuse(socket_t sock);
-
-  const ServerLimits limits;
-  SSL_CTX* const tls;
-  std::atomic<bool> stopping{false};
-  std::atomic<bool> served{false};  // Serve has returned
+  std::unique_ptr<Impl> impl;
 };
 
 }  // namespace collector

@@ -1,6 +1,7 @@
 // The HTTPS side's certificate: loaded from the given files, or, when they do
 // not exist yet, a new self-signed certificate for localhost and 127.0.0.1
-// made and saved there first (the library accepts such certificates).
+// made and saved there first (ECDSA P-256; the library accepts such
+// certificates).
 #ifndef QZ_COLLECTOR_TLSCONTEXT_H
 #define QZ_COLLECTOR_TLSCONTEXT_H
 

@@ -1,11 +1,17 @@
 #include "server/WorkerPool.h"
 
+#include <time.h>
+
 namespace qz {
 namespace collector {
 
 namespace {
 
-thread_local bool refusing = false;
+int64_t ThreadMicros() {
+  timespec t{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return static_cast<int64_t>(t.tv_sec) * 1000000 + t.tv_nsec / 1000;
+}
 
 }  // namespace
 
@@ -13,25 +19,19 @@ WorkerPool::WorkerPool(size_t count, size_t maxQueued) : maxQueued(maxQueued) {
   for (size_t i = 0; i < count; ++i) threads.emplace_back(&WorkerPool::Work, this);
 }
 
-WorkerPool::~WorkerPool() { shutdown(); }
+WorkerPool::~WorkerPool() { Stop(); }
 
-bool WorkerPool::Refusing() { return refusing; }
-
-void WorkerPool::enqueue(std::function<void()> fn) {
+bool WorkerPool::Post(std::function<void()> job) {
   {
     std::lock_guard<std::mutex> hold(lock);
-    if (!stopping && queue.size() < maxQueued) {
-      queue.push_back(std::move(fn));
-      wake.notify_one();
-      return;
-    }
+    if (stopping || queue.size() >= maxQueued) return false;
+    queue.push_back(std::move(job));
   }
-  refusing = true;
-  fn();
-  refusing = false;
+  wake.notify_one();
+  return true;
 }
 
-void WorkerPool::shutdown() {
+void WorkerPool::Stop() {
   {
     std::lock_guard<std::mutex> hold(lock);
     stopping = true;
@@ -44,15 +44,17 @@ void WorkerPool::shutdown() {
 
 void WorkerPool::Work() {
   for (;;) {
-    std::function<void()> task;
+    std::function<void()> job;
     {
       std::unique_lock<std::mutex> hold(lock);
       wake.wait(hold, [&] { return stopping || !queue.empty(); });
       if (queue.empty()) return;
-      task = std::move(queue.front());
+      job = std::move(queue.front());
       queue.pop_front();
     }
-    task();
+    const int64_t start = ThreadMicros();
+    job();
+    busyMicros.fetch_add(ThreadMicros() - start, std::memory_order_relaxed);
   }
 }
 

@@ -1,13 +1,12 @@
-// The bounded worker pool behind one listening port: a fixed number of
-// threads and a bounded queue of accepted connections. When the queue is
-// full, the accept thread handles the connection itself in refusing mode
-// (Refusing() is true while it does), which answers 503 at once.
+// The threads that check batches and render reports, off the network
+// threads: a fixed number of them and a bounded queue in front, so that a
+// burst is refused (503) rather than piled up.
 #ifndef QZ_COLLECTOR_WORKERPOOL_H
 #define QZ_COLLECTOR_WORKERPOOL_H
 
-#include <httplib.h>
-
+#include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -17,17 +16,19 @@
 namespace qz {
 namespace collector {
 
-class WorkerPool : public httplib::TaskQueue {
+class WorkerPool {
  public:
   WorkerPool(size_t threads, size_t maxQueued);
-  ~WorkerPool() override;
+  ~WorkerPool();
+  WorkerPool(const WorkerPool&) = delete;
+  WorkerPool& operator=(const WorkerPool&) = delete;
 
-  void enqueue(std::function<void()> fn) override;
-  // Runs what is queued (each task closes its connection), then joins.
-  void shutdown() override;
-
-  // True on the thread that runs a task the pool had no room for.
-  static bool Refusing();
+  // False when the queue is full or the pool stopped.
+  bool Post(std::function<void()> job);
+  // Runs what is queued, then joins.
+  void Stop();
+  // Processor time the threads spent in jobs.
+  int64_t BusyMicros() const { return busyMicros.load(std::memory_order_relaxed); }
 
  private:
   void Work();
@@ -37,6 +38,7 @@ class WorkerPool : public httplib::TaskQueue {
   std::condition_variable wake;
   std::deque<std::function<void()>> queue;
   bool stopping = false;
+  std::atomic<int64_t> busyMicros{0};
   std::vector<std::thread> threads;
 };
 

@@ -7,6 +7,7 @@ namespace {
 
 constexpr ColumnType T = ColumnType::Text;
 constexpr ColumnType I = ColumnType::Integer;
+constexpr ColumnType U = ColumnType::Count64;
 constexpr ColumnType F = ColumnType::Flag;
 constexpr ColumnType B = ColumnType::Boolean;
 
@@ -117,14 +118,14 @@ std::vector<Table> MakeTables() {
         {"max_speed", I, "max-speed"}},
        2, "cpu", true},
       {"profile_memory",
-       {{"message_id", T, nullptr}, {"total", I, "total"}, {"capacity", I, "capacity"}, {"speed", I, "speed"}},
+       {{"message_id", T, nullptr}, {"total", U, "total"}, {"capacity", U, "capacity"}, {"speed", I, "speed"}},
        1, "memory", false},
       {"profile_disks",
        {{"message_id", T, nullptr},
         {"position", I, nullptr},
         {"name", T, "name"},
-        {"size", I, "size"},
-        {"free", I, "free"},
+        {"size", U, "size"},
+        {"free", U, "free"},
         {"fstype", T, "fstype"},
         {"serial", T, "serial"}},
        2, "disk", true},
@@ -161,7 +162,7 @@ std::vector<Table> MakeTables() {
        {{"message_id", T, nullptr},
         {"name", T, "name"},
         {"driver", T, "driver"},
-        {"colors", I, "colors"},
+        {"colors", U, "colors"},
         {"memory", I, "memory"}},
        1, "video", false},
       {"profile_sounds",
@@ -192,14 +193,18 @@ const Table* Tables::ForProfileElement(const std::string& element) {
   return nullptr;
 }
 
-std::vector<std::string> Tables::CreateStatements() {
+std::vector<std::string> Tables::CreateStatements(bool postgres) {
   std::vector<std::string> out;
   for (const Table& t : All()) {
     std::string sql = std::string("CREATE TABLE IF NOT EXISTS ") + t.name + " (";
     for (size_t i = 0; i < t.columns.size(); ++i) {
       const Column& c = t.columns[i];
       sql += c.name;
-      sql += c.type == ColumnType::Text ? " TEXT" : " BIGINT";
+      if (c.type == ColumnType::Count64) {
+        sql += postgres ? " NUMERIC(20)" : " TEXT";
+      } else {
+        sql += c.type == ColumnType::Text ? " TEXT" : " BIGINT";
+      }
       if (i < t.keyColumns || c.type == ColumnType::Flag || c.type == ColumnType::Boolean) sql += " NOT NULL";
       sql += ", ";
     }
@@ -214,6 +219,9 @@ std::vector<std::string> Tables::CreateStatements() {
   // What the report looks up by.
   out.push_back("CREATE INDEX IF NOT EXISTS messages_kind ON messages (kind, generated)");
   out.push_back("CREATE INDEX IF NOT EXISTS batches_group ON batches (message_group)");
+  // What expiry deletes by.
+  out.push_back("CREATE INDEX IF NOT EXISTS messages_generated ON messages (generated_ms)");
+  out.push_back("CREATE INDEX IF NOT EXISTS batches_received ON batches (received)");
   return out;
 }
 

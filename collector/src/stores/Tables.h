@@ -1,5 +1,5 @@
 // The database schema, one definition for SQLite and PostgreSQL alike: every
-// table, its columns and its key. Each backend writes its own SQL from it.
+// table, its columns and its key. Each store writes its own SQL from it.
 // Every table is keyed by batch or message id (and a position within the
 // message), so storing a batch again changes nothing.
 #ifndef QZ_COLLECTOR_TABLES_H
@@ -15,6 +15,7 @@ namespace collector {
 enum class ColumnType {
   Text,
   Integer,
+  Count64,  // unsigned 64-bit: past BIGINT, so kept as text (SQLite) or NUMERIC(20) (PostgreSQL)
   Flag,     // 1 for an attribute written only when "true", 0 when absent
   Boolean,  // 1 or 0 for an attribute always written as "true" or "false"
 };
@@ -66,8 +67,8 @@ class Tables {
   static const Table& Get(TableId id) { return All()[static_cast<size_t>(id)]; }
   // The system-profile table filled from that child element, or null.
   static const Table* ForProfileElement(const std::string& element);
-  // CREATE TABLE / CREATE INDEX statements, valid in both dialects.
-  static std::vector<std::string> CreateStatements();
+  // CREATE TABLE / CREATE INDEX statements for SQLite or PostgreSQL.
+  static std::vector<std::string> CreateStatements(bool postgres);
 };
 
 }  // namespace collector
