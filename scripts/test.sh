@@ -33,7 +33,7 @@ PACKAGES=(
   cmake make g++ pkg-config binutils googletest libbenchmark-dev libspdlog-dev libcurl4-openssl-dev libssl-dev
   g++-mingw-w64-x86-64 g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
   wine wine64 python3 openssl ca-certificates mono-mcs mono-runtime
-  libcpp-httplib-dev libxml2-dev libsqlite3-dev libpq-dev postgresql chromium
+  libboost-dev libxml2-dev libsqlite3-dev libpq-dev postgresql chromium strace
   dpkg-dev llvm clang lld clang-14 libfuzzer-14-dev
 )
 
