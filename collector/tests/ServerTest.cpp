@@ -229,8 +229,9 @@ TEST_F(ServerTest, IdleConnectionsDoNotDelayPosters) {
     lines.push_back(message);
   });
   Restart([](CollectorOptions& o) {
-    o.limits.handshakeTimeoutMs = 4000;
-    o.limits.idleTimeoutMs = 4000;
+    // Long enough for the posts under a sanitizer, short enough for a test.
+    o.limits.handshakeTimeoutMs = 8000;
+    o.limits.idleTimeoutMs = 8000;
   });
   const int https = collector->HttpsPort();
   constexpr int kPlain = 800, kNoHello = 800, kHandshaken = 400;
@@ -252,7 +253,7 @@ TEST_F(ServerTest, IdleConnectionsDoNotDelayPosters) {
     EXPECT_EQ(204, answer.status) << i;
     EXPECT_LT(Seconds(start), 1.0) << "post " << i;
   }
-  EXPECT_LT(Seconds(opened), 3.5) << "the idle connections were open throughout";
+  EXPECT_LT(Seconds(opened), 7.5) << "the idle connections were open throughout";
   EXPECT_EQ(50, Stored());
 
   // Each idle connection is closed by the collector by its deadline (after
@@ -266,7 +267,7 @@ TEST_F(ServerTest, IdleConnectionsDoNotDelayPosters) {
   };
   for (int fd : idle) EXPECT_TRUE(closed(fd));
   for (auto& s : secure) EXPECT_TRUE(closed(s->Fd()));
-  EXPECT_LT(Seconds(opened), 9.0);
+  EXPECT_LT(Seconds(opened), 14.0);
   for (int fd : idle) ::close(fd);
   secure.clear();
   const auto& refusals = collector->Refusals();
