@@ -97,74 +97,38 @@ std::string Collector() {
   return path.substr(0, path.rfind('/') + 1) + "qz-collector";
 }
 
-// One client: posts its share of the requests and counts the 204s.
+// One client: a connection that posts and reads the answer, made anew for
+// each post unless kept alive.
 class Client {
  public:
-  explicit Client(SSL_CTX* context, int port, Connect mode) : context(context), port(port), mode(mode) {}
+  Client(int port, Connect mode) : port(port), mode(mode) {}
   ~Client() {
-    Drop();
     if (session != nullptr) SSL_SESSION_free(session);
   }
 
   bool Post(const std::string& request) {
-    if (ssl == nullptr && !Open()) return false;
-    test::Answer answer;
-    if (Send(request)) answer = Read();
-    if (mode != kKeptAlive || answer.status != 204) Drop();
-    return answer.status == 204;
+    if (!connection) {
+      connection = std::make_unique<test::TlsClient>();
+      if (!connection->Connect(port, 30000, mode == kResumed ? session : nullptr)) {
+        connection.reset();
+        return false;
+      }
+    }
+    const int status = connection->SendAll(request) ? connection->ReadAnswer().status : 0;
+    if (mode != kKeptAlive || status != 204) {
+      if (mode == kResumed) {
+        if (session != nullptr) SSL_SESSION_free(session);
+        session = connection->Session();
+      }
+      connection.reset();
+    }
+    return status == 204;
   }
 
  private:
-  bool Open() {
-    fd = test::Connect(port, 30000);
-    if (fd < 0) return false;
-    ssl = SSL_new(context);
-    SSL_set_fd(ssl, fd);
-    if (mode == kResumed && session != nullptr) SSL_set_session(ssl, session);
-    return SSL_connect(ssl) == 1;
-  }
-  void Drop() {
-    if (ssl != nullptr) {
-      if (mode == kResumed) {
-        if (SSL_SESSION* s = SSL_get1_session(ssl)) {
-          if (session != nullptr) SSL_SESSION_free(session);
-          session = s;
-        }
-      }
-      SSL_free(ssl);
-      ssl = nullptr;
-    }
-    if (fd >= 0) ::close(fd);
-    fd = -1;
-  }
-  bool Send(const std::string& data) {
-    size_t done = 0;
-    while (done < data.size()) {
-      const int n = SSL_write(ssl, data.data() + done, static_cast<int>(data.size() - done));
-      if (n <= 0) return false;
-      done += static_cast<size_t>(n);
-    }
-    return true;
-  }
-  test::Answer Read() {
-    // The answers here are 204s and short refusals: one head, a short body.
-    test::Answer answer;
-    std::string data;
-    char buffer[4096];
-    while (data.find("\r\n\r\n") == std::string::npos) {
-      const int n = SSL_read(ssl, buffer, sizeof buffer);
-      if (n <= 0) return answer;
-      data.append(buffer, static_cast<size_t>(n));
-    }
-    if (data.compare(0, 9, "HTTP/1.1 ") == 0) answer.status = std::atoi(data.c_str() + 9);
-    return answer;
-  }
-
-  SSL_CTX* context;
   const int port;
   const Connect mode;
-  int fd = -1;
-  SSL* ssl = nullptr;
+  std::unique_ptr<test::TlsClient> connection;
   SSL_SESSION* session = nullptr;
 };
 
@@ -254,9 +218,6 @@ void Load(benchmark::State& state, bool postgres) {
   std::vector<std::string> requests;
   requests.reserve(kRequests);
   for (int i = 0; i < kRequests; ++i) requests.push_back(test::LibraryBatch(++made).Request());
-  SSL_CTX* context = SSL_CTX_new(TLS_client_method());
-  SSL_CTX_set_verify(context, SSL_VERIFY_NONE, nullptr);
-  SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_CLIENT);
 
   for (auto _ : state) {
     std::atomic<int> next{0}, stored{0}, failed{0};
@@ -268,7 +229,7 @@ void Load(benchmark::State& state, bool postgres) {
     std::vector<std::thread> clients;
     for (int c = 0; c < kClients; ++c) {
       clients.emplace_back([&] {
-        Client client(context, server.port, mode);
+        Client client(server.port, mode);
         while (!stop) {
           const int n = next++;
           if (n >= kRequests) break;
@@ -300,7 +261,6 @@ void Load(benchmark::State& state, bool postgres) {
   const std::string line = Breakdown(server.log);
   state.counters["checking_us"] = Figure(line, "checking ");
   state.counters["storing_us"] = Figure(line, "storing ");
-  SSL_CTX_free(context);
   std::system((std::string("rm -rf ") + dir).c_str());
 }
 
