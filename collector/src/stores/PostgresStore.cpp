@@ -101,9 +101,14 @@ const char* ArrayType(ColumnType type) {
   }
 }
 
-// Keys in one order for every collector: the key columns' texts.
+// Keys in one order for every collector: the key columns' texts (a row
+// without its key, which the server refuses, first).
 bool KeyLess(const Row* a, const Row* b, size_t keyColumns) {
   for (size_t c = 0; c < keyColumns; ++c) {
+    if (!a->values[c] || !b->values[c]) {
+      if (!a->values[c] != !b->values[c]) return !a->values[c];
+      continue;
+    }
     const std::string& x = *a->values[c];
     const std::string& y = *b->values[c];
     if (x != y) {
