@@ -123,8 +123,11 @@ struct HttpServer::Impl {
   Impl(const ServerLimits& limits, HttpHandler& handler, ConnectionLog& log)
       : limits(limits), handler(handler), log(log), budget(limits.maxMemory) {}
 
+  // A listener's acceptor and timer run on a strand of their own: the stop
+  // closes them from another thread than the one accepting.
   struct Listener {
-    explicit Listener(net::io_context& io) : acceptor(io), pause(io) {}
+    explicit Listener(net::io_context& io) : strand(net::make_strand(io)), acceptor(strand), pause(strand) {}
+    net::strand<net::io_context::executor_type> strand;
     tcp::acceptor acceptor;
     net::steady_timer pause;
     std::unique_ptr<ssl::context> tls;
@@ -568,13 +571,13 @@ void HttpServer::Start() {
 void HttpServer::Stop() {
   if (impl->threads.empty()) return;
   impl->stopping = true;
-  net::post(impl->io, [this] {
-    for (auto& l : impl->listeners) {
+  for (auto& l : impl->listeners) {
+    net::post(l->strand, [listener = l.get()] {
       beast::error_code ignored;
-      l->acceptor.close(ignored);
-      l->pause.cancel();
-    }
-  });
+      listener->acceptor.close(ignored);
+      listener->pause.cancel();
+    });
+  }
   {
     std::vector<std::shared_ptr<ConnectionBase>> open;
     {
