@@ -35,11 +35,8 @@ class TlsClient {
   TlsClient(const TlsClient&) = delete;
   TlsClient& operator=(const TlsClient&) = delete;
 
-  // Connects and completes the handshake, resuming the session when given
-  // one; false on failure.
-  bool Connect(int port, int timeoutMs = 10000, SSL_SESSION* resume = nullptr);
-  // The session to resume on a later connection (the caller frees it), or null.
-  SSL_SESSION* Session() const { return ssl != nullptr ? SSL_get1_session(ssl) : nullptr; }
+  // Connects and completes the handshake; false on failure.
+  bool Connect(int port, int timeoutMs = 10000);
   bool SendAll(const std::string& data);
   Answer ReadAnswer();
   int Fd() const { return fd; }
