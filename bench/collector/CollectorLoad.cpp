@@ -130,7 +130,8 @@ Server StartCollector(const std::string& folder, const std::string& postgres) {
   Server s;
   s.log = folder + "/collector.log";
   const std::string ports = folder + "/ports";
-  std::vector<std::string> args = {Collector(), "serve", "--https-port", "0", "--ports-file", ports};
+  std::vector<std::string> args = {Collector(), "serve", "--https-port", "0", "--ports-file", ports,
+                                   "--cert", folder + "/cert.pem", "--key", folder + "/key.pem"};
   if (postgres.empty()) {
     args.insert(args.end(), {"--db", folder + "/bench.db", "--create"});
   } else {
