@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "BatchParser.h"
 #include "FuzzPlatform.h"
 #include "FuzzSupport.h"
-#include "MessagingSchema.h"
-#include "RequestHeaders.h"
+#include "ingest/BatchParser.h"
+#include "ingest/MessagingSchema.h"
+#include "ingest/RequestHeaders.h"
 #include "qz/qz_flat.h"
 #include "types/Utf8.h"
 
