@@ -2,8 +2,9 @@
 // sends every batch of a folder that holds 100, 1,000 or 20,000 of them, to a
 // transmitter that accepts everything at once, so what is timed is the
 // store's own work per send (lock, search, claim, read, envelope, delete).
-// The batches are 20 feature ticks each, as a busy host stores them, in the
-// system's temporary folder (a real disk here: every claim syncs the folder).
+// And storing one more batch under a storage limit, which measures the
+// folder each time. The batches are 20 feature ticks each, as a busy host
+// stores them, in the system's temporary folder (a real disk here).
 #include <benchmark/benchmark.h>
 
 #include <time.h>
@@ -152,5 +153,46 @@ BENCHMARK(BM_DrainStoredBatches)
     ->Arg(20000)
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
+
+// What the transmitter pays to store one batch beside that many (the record
+// written and synced, named, the folder synced), without a limit and with
+// one the folder stays under, which lists the folder with every file's size.
+void BM_StoreBesideStoredBatches(benchmark::State& state) {
+  qz::CreatePlatform();
+  qz::testhooks::SetStorageFolderOverride(&StorageFolder);
+  const fs::path appRoot = Folder() / "Tessary Solutions" / "QZ Storage" /
+                           "9531985D-5D9D-49F8-9818-E811892F902B";
+  fs::create_directories(appRoot);
+  const std::string record = Record();
+  Fill(appRoot, record, state.range(0));
+  auto writer = NewStore();
+  if (state.range(1) != 0) writer->SetStorageLimit(UINT64_MAX);
+  qz::StringBuf text;
+  text.Append(QZ_TEXT("<m/>"));
+  uint64_t time = 1863408545000ull;
+  double processor = 0;
+  for (auto _ : state) {
+    const double cpuBegin = ProcessorSeconds();
+    qz::StringBuf finalName;
+    qz::StringBuf tempName;
+    writer->CreateFileName(finalName, ++time);
+    writer->CreateTempFileName(tempName);
+    writer->Write(tempName, time, 20, text);
+    qz::OfflineData::Room room(*writer, 20);
+    if (!room.Fits() || !writer->Rename(tempName, finalName)) state.SkipWithError("not stored");
+    processor += ProcessorSeconds() - cpuBegin;
+  }
+  state.counters["cpu_us_per_store"] = processor * 1e6 / static_cast<double>(state.iterations());
+  qz::testhooks::SetStorageFolderOverride(nullptr);
+  fs::remove_all(Folder());
+}
+BENCHMARK(BM_StoreBesideStoredBatches)
+    ->ArgNames({"stored", "limit"})
+    ->Args({1000, 0})
+    ->Args({1000, 1})
+    ->Args({20000, 0})
+    ->Args({20000, 1})
+    ->Iterations(200)
+    ->Unit(benchmark::kMicrosecond);
 
 }  // namespace

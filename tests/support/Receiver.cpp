@@ -65,6 +65,21 @@ bool Receiver::SetStatus(int status) {
   return Control("/__control/mode?status=" + std::to_string(status));
 }
 
+bool Receiver::SetStatusFor(const std::string& text, int status) {
+  std::string query;
+  for (unsigned char c : text) {
+    static const char kHex[] = "0123456789ABCDEF";
+    if (std::isalnum(c) != 0 || c == '-' || c == '_' || c == '.') {
+      query += static_cast<char>(c);
+    } else {
+      query += '%';
+      query += kHex[c >> 4];
+      query += kHex[c & 15];
+    }
+  }
+  return Control("/__control/mode?status=" + std::to_string(status) + "&match=" + query);
+}
+
 bool Receiver::Hold() { return Control("/__control/mode?status=hold"); }
 bool Receiver::Release() { return Control("/__control/release"); }
 bool Receiver::Reset() { return Control("/__control/reset"); }

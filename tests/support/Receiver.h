@@ -34,6 +34,8 @@ class Receiver {
 
   // Every later request is answered with this status; "hold" never answers.
   bool SetStatus(int status);
+  // Only requests whose body holds text get status; the others get 204.
+  bool SetStatusFor(const std::string& text, int status);
   bool Hold();
   bool Release();
   // Forget what was received and answer 204 again.

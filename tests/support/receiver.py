@@ -20,6 +20,8 @@ Control requests (GET, on either port; never recorded):
   /__control/mode?status=404             answer every later request with 404
   /__control/mode?status=301&location=U  ... adding a Location header
   /__control/mode?status=hold            accept, read, record, never answer
+  /__control/mode?status=400&match=T     ... only to requests whose body holds the
+                                         text T (a later mode or reset ends it); 204 to others
   /__control/release                     let held connections go (closed unanswered)
   /__control/reset                       forget requests, back to 204, release
   /__control/count                       number of recorded requests
@@ -59,6 +61,7 @@ class State:
         self.requests = []
         self.status = status  # an int, or "hold"
         self.location = None
+        self.match = None  # bytes: only bodies holding them get the status
         self.release = threading.Event()
         self.printer = printer
 
@@ -69,8 +72,10 @@ class State:
         if self.printer:
             self.printer(entry)
 
-    def mode(self):
+    def mode(self, body):
         with self.lock:
+            if self.match is not None and self.match not in body:
+                return 204, None, self.release
             return self.status, self.location, self.release
 
 
@@ -151,6 +156,8 @@ def control(state, path, sock):
             else:
                 state.status = int(value)
             state.location = query.get("location")
+            match = query.get("match")
+            state.match = match.encode("utf-8") if match else None
             if state.status != "hold":
                 state.release.set()
                 state.release = threading.Event()
@@ -163,6 +170,7 @@ def control(state, path, sock):
                 state.requests = []
                 state.status = 204
                 state.location = None
+                state.match = None
         return answer(sock, 200, b"ok")
     if command == "count":
         with state.lock:
@@ -207,7 +215,7 @@ def make_handler(state, scheme, context):
                 state.record({"scheme": scheme, "raw": head + body, "head": head,
                               "request_line": request_line, "headers": headers,
                               "body": body, "time": time.time()})
-                status, location, release = state.mode()
+                status, location, release = state.mode(body)
                 if status == "hold":
                     release.wait(HOLD_LIMIT_SECONDS)
                     return
