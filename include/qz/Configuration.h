@@ -78,6 +78,18 @@ class QZ_API Configuration {
   bool omitPersonalInfo;
   bool fullData;
   int32_t endpointTimeout;
+
+  // Stored batches: settings beyond the ones above, whose defaults change nothing.
+ public:
+  // Bytes the company's folder of stored batches may hold, shared by every
+  // process of the company; 0, the default, for no limit. A batch that would
+  // go over it makes room: set-aside batches are deleted first, then the
+  // oldest stored ones (logged as a warning with the count of messages).
+  void SetOfflineStorageLimit(uint64_t bytes);
+  uint64_t GetOfflineStorageLimit() const;
+
+ private:
+  uint64_t offlineStorageLimit;
 };
 
 }  // namespace qz

@@ -143,6 +143,10 @@ QZ_API const QZChar* GetMessageGroup(void);
 /* 100 information, 200 warnings, 300 errors only (the default). */
 QZ_API void SetLogLevel(int level);
 
+/* Beyond the documented functions. Bytes the company's folder of stored
+   batches may hold; 0, the default, for no limit (see Configuration.h). */
+QZ_API void SetOfflineStorageLimit(QZConfiguration* config, uint64_t bytes);
+
 #ifdef __cplusplus
 }
 #endif

@@ -70,6 +70,7 @@ void Configuration::Reset() {
   omitPersonalInfo = false;
   fullData = true;
   endpointTimeout = kDefaultEndpointTimeout;
+  offlineStorageLimit = 0;
 }
 
 // When memory runs out part way, the copy is left incomplete (and logged).
@@ -96,6 +97,7 @@ Configuration& Configuration::operator=(const Configuration* other) try {
   omitPersonalInfo = other->omitPersonalInfo;
   fullData = other->fullData;
   endpointTimeout = other->endpointTimeout;
+  offlineStorageLimit = other->offlineStorageLimit;
   return *this;
 } catch (...) {
   LogCaughtException(QZ_TEXT("Configuration::operator="));
@@ -199,5 +201,8 @@ bool Configuration::IsSupportOfflineStorage() const { return supportOfflineStora
 bool Configuration::IsOmitPersonalInfo() const { return omitPersonalInfo; }
 bool Configuration::IsFullData() const { return fullData; }
 long Configuration::GetEndpointTimeout() const { return endpointTimeout; }  // NOLINT(runtime/int)
+
+void Configuration::SetOfflineStorageLimit(uint64_t bytes) { offlineStorageLimit = bytes; }
+uint64_t Configuration::GetOfflineStorageLimit() const { return offlineStorageLimit; }
 
 }  // namespace qz

@@ -289,4 +289,9 @@ const QZChar* GetDefaultSession(void) { return API::GetDefaultSession(); }
 const QZChar* GetMessageGroup(void) { return API::GetMessageGroup(); }
 void SetLogLevel(int level) { API::SetLogLevel(level); }
 
+void SetOfflineStorageLimit(QZConfiguration* config, uint64_t bytes) {
+  WithHandle(QZ_TEXT("SetOfflineStorageLimit"), config,
+             [=](qz::Configuration& c) { c.SetOfflineStorageLimit(bytes); });
+}
+
 }  // extern "C"

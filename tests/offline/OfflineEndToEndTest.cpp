@@ -375,6 +375,32 @@ uint64_t StoredMessages(const fs::path& appRoot) {
   return n;
 }
 
+TEST_F(OfflineEndToEndTest, UnderALimitRunsWithTheEndpointDownDropTheOldestFirst) {
+  UseEndpoint(receiver.ClosedPort());
+  auto run = [&](const char* feature) {
+    ASSERT_TRUE(API::ApplicationStart(&config, kNoKeys));
+    API::FeatureTick(test::W(feature).c_str(), kNoKeys);
+    API::ApplicationStop(kNoKeys);
+  };
+  run("first");
+  ASSERT_EQ(1u, Stored().size());
+  const std::string first = Stored()[0];
+  const uint64_t limit = 3 * test::FolderBytes(AppRoot()) + test::FolderBytes(AppRoot()) / 2;
+  config.SetOfflineStorageLimit(limit);
+  LogCapture log;
+  const int runs = 6;
+  for (int i = 1; i < runs; ++i) {
+    run("later");
+    EXPECT_LE(test::FolderBytes(AppRoot()), limit) << i;
+  }
+  const std::vector<std::string> left = Stored();
+  EXPECT_EQ(3u, left.size());
+  EXPECT_TRUE(std::find(left.begin(), left.end(), first) == left.end());
+  // Every message of every run is either still stored or counted as dropped.
+  EXPECT_EQ(5u * runs, StoredMessages(AppRoot()) + Dropped(log)) << log.Dump();
+  EXPECT_EQ(0, receiver.Count());
+}
+
 // One of two processes that store batches of 2 messages, all of one size,
 // into one folder under one limit at the same time; writes the number of
 // messages it dropped into the file named by its last argument.
