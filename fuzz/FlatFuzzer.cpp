@@ -1,5 +1,5 @@
 // The flat interface as any host might drive it: arbitrary sequences of its
-// 68 functions with handles that exist, were deleted or are null, and texts
+// functions with handles that exist, were deleted or are null, and texts
 // that are null, empty, anything, or far longer than any limit (always
 // terminated within their buffer). Nothing may fail, hang or leak, and every
 // batch that a run posts must be one that the collector accepts.
@@ -105,7 +105,7 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
   QZExtendedKeys* k = h.keys[a.Slot()];
   QZFlowController* f = h.flows[a.Slot()];
   QZExceptionInfo* e = h.exceptions[a.Slot()];
-  switch (data.ConsumeIntegralInRange<int>(0, 67)) {
+  switch (data.ConsumeIntegralInRange<int>(0, 68)) {
     // Lifetimes: a slot's object is deleted before another takes its place.
     case 0: { size_t s = a.Slot(); DeleteConfiguration(h.configs[s]); h.configs[s] = CreateConfiguration(); break; }
     case 1: { size_t s = a.Slot(); DeleteConfiguration(h.configs[s]); h.configs[s] = nullptr; break; }
@@ -186,6 +186,8 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
       break;
     }
     case 67: SetLogLevel(a.Int()); break;
+    // Small limits, so that stores make room and drop.
+    case 68: SetOfflineStorageLimit(c, data.ConsumeIntegralInRange<uint64_t>(0, 1u << 16)); break;
   }
 }
 
