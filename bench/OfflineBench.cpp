@@ -106,6 +106,22 @@ void Fill(const fs::path& appRoot, const std::string& record, int64_t count) {
   }
 }
 
+// The company's folder of the benchmark's own storage, made empty.
+fs::path UseFolder() {
+  qz::CreatePlatform();
+  qz::testhooks::SetStorageFolderOverride(&StorageFolder);
+  const fs::path appRoot = Folder() / "Tessary Solutions" / "QZ Storage" /
+                           "9531985D-5D9D-49F8-9818-E811892F902B";
+  fs::remove_all(Folder());
+  fs::create_directories(appRoot);
+  return appRoot;
+}
+
+void LeaveFolder() {
+  qz::testhooks::SetStorageFolderOverride(nullptr);
+  fs::remove_all(Folder());
+}
+
 double ProcessorSeconds() {
   timespec now;
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
@@ -113,11 +129,7 @@ double ProcessorSeconds() {
 }
 
 void BM_DrainStoredBatches(benchmark::State& state) {
-  qz::CreatePlatform();
-  qz::testhooks::SetStorageFolderOverride(&StorageFolder);
-  const fs::path appRoot = Folder() / "Tessary Solutions" / "QZ Storage" /
-                           "9531985D-5D9D-49F8-9818-E811892F902B";
-  fs::create_directories(appRoot);
+  const fs::path appRoot = UseFolder();
   const std::string record = Record();
   const int64_t count = state.range(0);
   AcceptingTransmitter transmitter;
@@ -144,8 +156,7 @@ void BM_DrainStoredBatches(benchmark::State& state) {
   state.counters["wall_us_per_send"] = wall * 1e6 / sends;
   state.counters["batch_bytes"] = static_cast<double>(record.size());
   state.counters["cpu_us_per_send"] = processor * 1e6 / sends;
-  qz::testhooks::SetStorageFolderOverride(nullptr);
-  fs::remove_all(Folder());
+  LeaveFolder();
 }
 BENCHMARK(BM_DrainStoredBatches)
     ->ArgName("stored")
@@ -159,11 +170,7 @@ BENCHMARK(BM_DrainStoredBatches)
 // written and synced, named, the folder synced), without a limit and with
 // one the folder stays under, which lists the folder with every file's size.
 void BM_StoreBesideStoredBatches(benchmark::State& state) {
-  qz::CreatePlatform();
-  qz::testhooks::SetStorageFolderOverride(&StorageFolder);
-  const fs::path appRoot = Folder() / "Tessary Solutions" / "QZ Storage" /
-                           "9531985D-5D9D-49F8-9818-E811892F902B";
-  fs::create_directories(appRoot);
+  const fs::path appRoot = UseFolder();
   const std::string record = Record();
   Fill(appRoot, record, state.range(0));
   auto writer = NewStore();
@@ -184,8 +191,7 @@ void BM_StoreBesideStoredBatches(benchmark::State& state) {
     processor += ProcessorSeconds() - cpuBegin;
   }
   state.counters["cpu_us_per_store"] = processor * 1e6 / static_cast<double>(state.iterations());
-  qz::testhooks::SetStorageFolderOverride(nullptr);
-  fs::remove_all(Folder());
+  LeaveFolder();
 }
 BENCHMARK(BM_StoreBesideStoredBatches)
     ->ArgNames({"stored", "limit"})
