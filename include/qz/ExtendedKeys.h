@@ -1,4 +1,6 @@
 // ExtendedKeys: the named properties a host attaches to one event.
+/// @file
+/// Named properties of an event: qz::ExtendedKeys and qz::ExtendedKey.
 #ifndef QZ_EXTENDEDKEYS_H
 #define QZ_EXTENDEDKEYS_H
 
@@ -11,21 +13,35 @@ namespace qz {
 
 class ExtendedKeys;
 
-// One property. Only ExtendedKeys creates and destroys these; hosts read them.
+/// One property of an ExtendedKeys. Only ExtendedKeys creates and destroys
+/// these; hosts read them through ExtendedKeys::Get.
 class QZ_API ExtendedKey {
  public:
+  /// Keys are cut to this many characters.
   static constexpr uint64_t MAX_KEY_LENGTH = 2000;
+  /// Text values are cut to this many characters.
   static constexpr uint64_t MAX_TEXT_LENGTH = 4000;
 
+  /// @name Kinds of value
+  ///@{
+
+  /// What the value was given as: a text, or a number of one of four types
+  /// (kept as its decimal text).
   static constexpr int32_t KIND_TEXT = 0;
   static constexpr int32_t KIND_INT = 1;
   static constexpr int32_t KIND_LONG = 2;
   static constexpr int32_t KIND_FLOAT = 3;
   static constexpr int32_t KIND_DOUBLE = 4;
+  ///@}
 
+  /// The key; valid while the property is in its ExtendedKeys.
   const QZChar* Key() const { return key.ToString(); }
+  /// The value as text (numbers in decimal, float and double with six
+  /// decimals); valid while the property is in its ExtendedKeys.
   const QZChar* Value() const { return value.ToString(); }
+  /// Whether the value was given as a number.
   bool IsNumeric() const { return kind != KIND_TEXT; }
+  /// One of the KIND_ constants.
   int32_t GetKind() const { return kind; }
 
  private:
@@ -42,24 +58,39 @@ class QZ_API ExtendedKey {
   int32_t kind;
 };
 
-// Properties kept sorted by key (unsigned 16-bit code units, case-sensitive);
-// adding an existing key replaces its property.
+/// The named properties a host attaches to one event, sent with it.
+///
+/// Kept sorted by key (unsigned 16-bit code units, case-sensitive); adding an
+/// existing key replaces its property. Not synchronised; the library reads
+/// it during the API call it is passed to. Add raises std::bad_alloc when
+/// memory runs out, leaving the properties as they were (the flat
+/// AddExtendedKeys functions catch it).
 class QZ_API ExtendedKeys {
  public:
+  /// No properties.
   ExtendedKeys();
+  /// Frees every property.
   ~ExtendedKeys();
 
-  // Ignored unless key and value are both non-empty. The value is cut to 4000 characters.
+  /// Adds a text property. Ignored unless key and value are both non-empty.
+  /// The key is cut to ExtendedKey::MAX_KEY_LENGTH characters, the value to
+  /// ExtendedKey::MAX_TEXT_LENGTH.
   void Add(const QZChar* key, const QZChar* value);
-  // Numbers are ignored only when the key is empty.
+  /// @name Numeric properties
+  ///@{
+
+  /// Adds a number, kept as decimal text (float and double with six
+  /// decimals). Ignored only when the key is null or empty. long stays its
+  /// own overload: 32 bits on Windows, 64 on Linux, written in full.
   void Add(const QZChar* key, int32_t value);
-  // long stays its own overload: 32 bits on Windows, the platform's long elsewhere.
   void Add(const QZChar* key, long value);  // NOLINT(runtime/int)
   void Add(const QZChar* key, float value);
   void Add(const QZChar* key, double value);
+  ///@}
 
+  /// The number of properties.
   uint64_t Size() const { return count; }
-  // Property at this position in key order, or null when index >= Size().
+  /// The property at this position in key order, or null when index >= Size().
   const ExtendedKey* Get(uint64_t index) const;
 
  private:

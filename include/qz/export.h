@@ -1,4 +1,20 @@
 /* Export macro and the library's text type. Plain C, so qz_flat.h can use it. */
+/** @file
+    The export macro QZ_API, the text type QZChar and QZ_TEXT.
+
+    @def QZ_API
+    Marks the library's exported classes and functions: imported from the DLL
+    on Windows (nothing when QZ_STATIC is defined), default visibility when
+    building the library elsewhere.
+
+    @typedef QZChar
+    One UTF-16 code unit on every system: wchar_t on Windows, char16_t in C++
+    elsewhere, uint16_t in C elsewhere.
+
+    @def QZ_TEXT
+    A literal of QZChar units: L"..." on Windows, u"..." in C++ and in C11 or
+    later elsewhere; not defined in C99 on Linux, which has no UTF-16
+    literals. */
 #ifndef QZ_EXPORT_H
 #define QZ_EXPORT_H
 

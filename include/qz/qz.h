@@ -1,4 +1,6 @@
 // The whole C++ interface of the qz telemetry library.
+/// @file
+/// Includes every C++ header of the library (and version.h).
 #ifndef QZ_QZ_H
 #define QZ_QZ_H
 

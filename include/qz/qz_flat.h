@@ -1,3 +1,14 @@
+/** @file
+    The flat interface: plain C functions over the classes, for C, Visual C++,
+    Python, C# and any language that can call a shared library's functions.
+
+    Each function forwards to the class operation its description names and
+    has that operation's contract, plus these rules: handles are the classes'
+    objects (opaque to C); every setter and Delete function ignores a null
+    handle; texts are NUL-terminated UTF-16; booleans are int (0 false,
+    anything else true; returned ones are 0 or 1); long is 32 bits on Windows
+    and 64 on Linux; no exception leaves a function (what is thrown inside is
+    logged with the function's name and the call does nothing more). */
 /* Flat interface: plain exported functions for hosts that cannot use the C++ classes
    (C, and any language that can call a shared library's functions). Compiles as C99
    and as C++.
@@ -34,14 +45,33 @@ typedef qz::FlowController QZFlowController;
 typedef qz::ExceptionInfo QZExceptionInfo;
 extern "C" {
 #else
+/** @name Handles
+    Opaque to C: in C++ they are the classes qz::Configuration,
+    qz::BinaryInfo, qz::ExtendedKeys, qz::FlowController and
+    qz::ExceptionInfo, so an object made here may be passed to the classes
+    and the reverse. */
+/**@{*/
+
+/** A qz::Configuration. */
 typedef struct QZConfiguration QZConfiguration;
+/** A qz::BinaryInfo. */
 typedef struct QZBinaryInfo QZBinaryInfo;
+/** A qz::ExtendedKeys. */
 typedef struct QZExtendedKeys QZExtendedKeys;
+/** A qz::FlowController. */
 typedef struct QZFlowController QZFlowController;
+/** A qz::ExceptionInfo. */
 typedef struct QZExceptionInfo QZExceptionInfo;
+/**@}*/
 #endif
 
-/* Object lifetime. */
+/** @name Object lifetime */
+/**@{*/
+
+/** Create functions return a new object with the class's defaults, owned by
+    the host, or null when memory runs out. Delete functions free what the
+    matching Create made (null is ignored); the library keeps no pointer to
+    it, so it may be deleted right after the call it was passed to. */
 QZ_API QZConfiguration* CreateConfiguration(void);
 QZ_API void DeleteConfiguration(QZConfiguration* config);
 QZ_API QZBinaryInfo* CreateBinaryInfo(void);
@@ -52,9 +82,18 @@ QZ_API QZFlowController* CreateFlowController(void);
 QZ_API void DeleteFlowController(QZFlowController* flow);
 QZ_API QZExceptionInfo* CreateExceptionInfo(void);
 QZ_API void DeleteExceptionInfo(QZExceptionInfo* info);
+/**@}*/
 
 /* Configuration. The "Initial" flags belong to a configuration that is yet to be
    passed to ApplicationStart; SetOptIn and SetSendDisabled below change the run. */
+/** @name Configuration */
+/**@{*/
+
+/** qz::Configuration's setter of the same name (SetEndpointUseSSL:
+    Configuration::SetUseSSL; SetInitialOptIn: Configuration::SetOptIn;
+    SetInitialSendDisabled: Configuration::SetSendDisabled). The "Initial"
+    flags belong to a configuration yet to be passed to ApplicationStart;
+    SetOptIn and SetSendDisabled change the run. */
 QZ_API void SetCompanyID(QZConfiguration* config, const QZChar* id);
 QZ_API void SetCompanyName(QZConfiguration* config, const QZChar* name);
 QZ_API void SetApplicationID(QZConfiguration* config, const QZChar* id);
@@ -71,28 +110,46 @@ QZ_API void SetInitialSendDisabled(QZConfiguration* config, int sendDisabled);
 QZ_API void SetSupportOfflineStorage(QZConfiguration* config, int supported);
 QZ_API void SetOmitPersonalInfo(QZConfiguration* config, int omit);
 QZ_API void SetFullData(QZConfiguration* config, int fullData);
-/* 1 when both identifiers were stored or cleared; 0 when refused or config is null. */
+/**@}*/
+/** Configuration::SetDefaultIDs: 1 when both identifiers were stored or
+    cleared; 0 when refused or config is null. */
 QZ_API int SetDefaultIDs(QZConfiguration* config, const QZChar* messageGroup,
                          const QZChar* defaultSession);
 
-/* BinaryInfo. */
+/** @name BinaryInfo */
+/**@{*/
+
+/** qz::BinaryInfo's setter of the same name without "BinaryInfo"
+    (SetBinaryInfoID: BinaryInfo::SetID, ...). */
 QZ_API void SetBinaryInfoID(QZBinaryInfo* binaryInfo, const QZChar* id);
 QZ_API void SetBinaryInfoName(QZBinaryInfo* binaryInfo, const QZChar* name);
 QZ_API void SetBinaryInfoVersion(QZBinaryInfo* binaryInfo, const QZChar* version);
 QZ_API void SetBinaryInfoClassName(QZBinaryInfo* binaryInfo, const QZChar* className);
 QZ_API void SetBinaryInfoMethodName(QZBinaryInfo* binaryInfo, const QZChar* methodName);
-/* Milliseconds since 1970-01-01 UTC; 0 means not set. */
+/**@}*/
+/** BinaryInfo::SetModifiedDate: milliseconds since 1970-01-01 UTC; 0 means
+    not set. */
 QZ_API void SetBinaryInfoModifiedDate(QZBinaryInfo* binaryInfo, uint64_t milliseconds);
 
-/* ExtendedKeys. */
+/** @name ExtendedKeys */
+/**@{*/
+
+/** ExtendedKeys::Add with a text, int, long, float or double value. Running
+    out of memory is caught and logged: the property is not added. */
 QZ_API void AddExtendedKeysString(QZExtendedKeys* keys, const QZChar* key, const QZChar* value);
 QZ_API void AddExtendedKeysInt(QZExtendedKeys* keys, const QZChar* key, int value);
 QZ_API void AddExtendedKeysLong(QZExtendedKeys* keys, const QZChar* key, long value);
 QZ_API void AddExtendedKeysFloat(QZExtendedKeys* keys, const QZChar* key, float value);
 QZ_API void AddExtendedKeysDouble(QZExtendedKeys* keys, const QZChar* key, double value);
+/**@}*/
 
-/* FlowController. Sizes are widened with their sign: -1 asks for the largest
-   size, which the controller then limits as it sees fit. */
+/** @name FlowController */
+/**@{*/
+
+/** qz::FlowController's setter of the same name without "FlowController"
+    (SetFlowControllerQueueSize: FlowController::SetQueueSize, ...). Sizes
+    are widened with their sign: -1 asks for the largest size, which the
+    controller then limits as it sees fit. */
 QZ_API void SetFlowControllerQueueSize(QZFlowController* flow, int size);
 QZ_API void SetFlowControllerHighWater(QZFlowController* flow, int highWater);
 QZ_API void SetFlowControllerMaximumInterval(QZFlowController* flow, unsigned int milliseconds);
@@ -102,16 +159,29 @@ QZ_API void SetFlowControllerQuietGain(QZFlowController* flow, unsigned int perc
 QZ_API void SetFlowControllerMaximumSequentialFailureCount(QZFlowController* flow,
                                                            unsigned int count);
 QZ_API void SetFlowControllerRetryTimeout(QZFlowController* flow, long milliseconds);
+/**@}*/
 
-/* ExceptionInfo. Event types: 100 caught, 200 uncaught, 300 thrown. */
+/** @name ExceptionInfo */
+/**@{*/
+
+/** qz::ExceptionInfo's setter of the same name without "ExceptionInfo"
+    (SetExceptionInfoType: ExceptionInfo::SetType, ...). Event types: 100
+    caught, 200 uncaught, 300 thrown. */
 QZ_API void SetExceptionInfoEventType(QZExceptionInfo* info, int eventType);
 QZ_API void SetExceptionInfoType(QZExceptionInfo* info, const QZChar* type);
 QZ_API void SetExceptionInfoMessage(QZExceptionInfo* info, const QZChar* message);
 QZ_API void SetExceptionInfoUserContact(QZExceptionInfo* info, const QZChar* contact);
 QZ_API void SetExceptionInfoUserComment(QZExceptionInfo* info, const QZChar* comment);
+/**@}*/
 
 /* The run. Any handle may be null; a null session means the run's default session
    (SessionStart and SessionStop need one). */
+/** @name The run */
+/**@{*/
+
+/** qz::API's operation of the same name, with every argument (any handle
+    may be null). A null or empty session means the run's default session;
+    SessionStart and SessionStop need one. Safe from any thread. */
 QZ_API int ApplicationStart(const QZConfiguration* config, const QZFlowController* flow,
                             const QZBinaryInfo* binaryInfo, const QZExtendedKeys* keys);
 QZ_API void ApplicationStop(const QZBinaryInfo* binaryInfo, const QZExtendedKeys* keys);
@@ -127,29 +197,45 @@ QZ_API void FeatureTick(const QZChar* name, const QZChar* session,
                         const QZBinaryInfo* binaryInfo, const QZExtendedKeys* keys);
 QZ_API void PerformanceProbe(const QZChar* name, const QZChar* session,
                              const QZBinaryInfo* binaryInfo, const QZExtendedKeys* keys);
-/* Reads the whole machine before it returns: slow, call it rarely. */
+/**@}*/
+/** API::SystemProfile. Reads the whole machine before it returns: slow, call
+    it rarely, from a thread that can wait. */
 QZ_API void SystemProfile(const QZChar* session, const QZBinaryInfo* binaryInfo,
                           const QZExtendedKeys* keys);
+/** @name The run, continued */
+/**@{*/
+
+/** qz::API's operation of the same name. */
 QZ_API void ReportException(const QZExceptionInfo* info, const QZChar* session,
                             const QZBinaryInfo* binaryInfo, const QZExtendedKeys* keys);
 QZ_API void SetOptIn(int optIn);
 QZ_API void SetSendDisabled(int disabled);
 QZ_API void SendMessages(void);
 QZ_API int IsApplicationStarted(void);
-/* The run's identifiers, or null when no run is in progress. The text belongs to
-   the library and stays valid until the run stops. */
+/**@}*/
+/** @name The run's identifiers */
+/**@{*/
+
+/** The run's identifiers, or null when no run is in progress. The text
+    belongs to the library and stays valid until the run stops. */
 QZ_API const QZChar* GetDefaultSession(void);
 QZ_API const QZChar* GetMessageGroup(void);
-/* 100 information, 200 warnings, 300 errors only (the default). */
+/**@}*/
+/** API::SetLogLevel: 100 information, 200 warnings, 300 errors only (the
+    default). */
 QZ_API void SetLogLevel(int level);
 
-/* Transport options beyond the defaults (Configuration::SetVerifyServerCertificate,
-   SetServerCertificatePin, SetUseSystemProxy); all off unless set. */
+/** @name Transport options beyond the defaults */
+/**@{*/
+
+/** Configuration::SetVerifyServerCertificate, SetServerCertificatePin and
+    SetUseSystemProxy; all off unless set. */
 QZ_API void SetVerifyServerCertificate(QZConfiguration* config, int verify);
 QZ_API void SetServerCertificatePin(QZConfiguration* config, const QZChar* pins);
 QZ_API void SetUseSystemProxy(QZConfiguration* config, int use);
-/* Bytes the company's folder of stored
-   batches may hold; 0, the default, for no limit (see Configuration.h). */
+/**@}*/
+/** Configuration::SetOfflineStorageLimit: bytes the company's folder of
+    stored batches may hold; 0, the default, for no limit. */
 QZ_API void SetOfflineStorageLimit(QZConfiguration* config, uint64_t bytes);
 
 #ifdef __cplusplus

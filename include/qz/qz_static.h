@@ -6,6 +6,8 @@
    ApplicationStop, when no thread calls the library any more. A second
    QZLibraryLoad without an unload in between does nothing. Compiles as C99 and
    as C++. */
+/** @file
+    Load and unload steps for a host linked with the static library. */
 #ifndef QZ_STATIC_H
 #define QZ_STATIC_H
 
@@ -15,7 +17,12 @@
 extern "C" {
 #endif
 
+/** Prepares the library (platform, log, transport); once, before any other
+    call of the library. Without it every call does nothing. A second call
+    without an unload in between does nothing. Not thread-safe. */
 QZ_API void QZLibraryLoad(void);
+/** Releases what QZLibraryLoad prepared; once, after ApplicationStop, when
+    no thread calls the library any more. */
 QZ_API void QZLibraryUnload(void);
 
 #ifdef __cplusplus
