@@ -10,7 +10,11 @@
 #            NuGet package (which takes the win stage's qzwin32.dll)
 #   fuzz     clang build of the fuzz targets of fuzz/ (libFuzzer, AddressSanitizer,
 #            UndefinedBehaviorSanitizer); each replays its corpus once
-# Usage: bash scripts/test.sh [asan|tsan|release|win|fuzz]...  (no argument: all five)
+#   docs     the API reference (Doxygen, any warning fails) looked at in headless
+#            Chromium, the links of README.md and docs/, and every documented
+#            command: cheap ones run against the release build, expensive ones
+#            found in the script or test that runs them
+# Usage: bash scripts/test.sh [asan|tsan|release|win|fuzz|docs]...  (no argument: all six)
 # Environment: QZ_BUILD_ROOT (default <repo>/build), QZ_JOBS (default nproc),
 # QZ_STAGE_TIMEOUT (seconds per stage, default 1500), QZ_CTEST_TIMEOUT
 # (seconds per test program when the test itself sets none, default 600).
@@ -28,7 +32,7 @@ JOBS=${QZ_JOBS:-$(nproc 2>/dev/null || echo 2)}
 STAGE_TIMEOUT=${QZ_STAGE_TIMEOUT:-1500}
 CTEST_TIMEOUT=${QZ_CTEST_TIMEOUT:-600}
 WINE_LOADER=/usr/lib/wine/wine64
-ALL_STAGES=(asan tsan win release fuzz)
+ALL_STAGES=(asan tsan win release fuzz docs)
 
 PACKAGES=(
   cmake make g++ pkg-config binutils googletest libbenchmark-dev libspdlog-dev libcurl4-openssl-dev libssl-dev
@@ -37,6 +41,7 @@ PACKAGES=(
   python3-build python3-setuptools python3-wheel python3-venv
   libboost-dev libxml2-dev libsqlite3-dev libpq-dev postgresql chromium strace
   dpkg-dev debhelper lintian systemd iproute2 llvm clang lld clang-14 libfuzzer-14-dev tzdata
+  doxygen
 )
 
 # Exit codes of a stage, read by the summary.
@@ -90,14 +95,31 @@ stage_tsan() {
   TSAN_OPTIONS=${TSAN_OPTIONS:-second_deadlock_stack=1} run_ctest "$dir" "${wrapper[@]}"
 }
 
+RELEASE_OPTIONS=(-DCMAKE_BUILD_TYPE=Release -DQZ_UNIT_TESTS=OFF -DQZ_BUILD_STATIC=ON)
+
 stage_release() {
   # The subsystems' unit tests run in the other three stages; this one is for
   # what needs a plain library: hosts in other languages, packages, the collector.
   # The NuGet package takes the win stage's qzwin32.dll (its test is skipped
   # when that stage has not run).
-  configure_and_build "$BUILD_ROOT/release" -DCMAKE_BUILD_TYPE=Release -DQZ_UNIT_TESTS=OFF \
-    -DQZ_BUILD_STATIC=ON -DQZ_NUGET_WINDOWS_DLL="$BUILD_ROOT/win/bin/qzwin32.dll" || return
+  configure_and_build "$BUILD_ROOT/release" "${RELEASE_OPTIONS[@]}" \
+    -DQZ_NUGET_WINDOWS_DLL="$BUILD_ROOT/win/bin/qzwin32.dll" || return
   run_ctest "$BUILD_ROOT/release"
+}
+
+stage_docs() {
+  # After the release stage its build has what the documented commands need;
+  # alone, this builds just those targets there (same options, so the release
+  # stage's cache is not disturbed).
+  local dir=$BUILD_ROOT/release
+  if [ ! -x "$dir/bin/qz-collector" ] || [ ! -x "$dir/bin/qz_c_host" ] || [ ! -f "$dir/bin/QzHost.exe" ]; then
+    cmake -S "$ROOT" -B "$dir" -DQZ_WERROR=ON "${RELEASE_OPTIONS[@]}" \
+      -DQZ_NUGET_WINDOWS_DLL="$BUILD_ROOT/win/bin/qzwin32.dll" || return $RC_BUILD
+    cmake --build "$dir" -j "$JOBS" --target qz qz-collector qz_c_host qz_csharp_host || return $RC_BUILD
+  fi
+  QZ_BUILD_ROOT=$BUILD_ROOT bash "$ROOT/scripts/docs.sh" || return $RC_TESTS
+  timeout 600 python3 "$ROOT/scripts/check_docs.py" --build "$dir" --out "$BUILD_ROOT/docs" all ||
+    return $RC_TESTS
 }
 
 stage_win() {
