@@ -31,6 +31,11 @@ The line before a sh block (blank lines aside) says how its commands are tested:
         names must still parse.
   file NAME
         not a command: the block is saved as NAME for the run blocks after it.
+
+Before a table instead of a block:
+  options PROGRAM [ARG...]
+        the table's first column names every option (--name) the program's
+        usage text names, and no other.
 """
 import argparse
 import html.parser
@@ -257,6 +262,39 @@ def run_block(body, env, workdir, setup):
     return log
 
 
+def option_tables(text):
+    """(line, marker, options named in the first column) of each marked table."""
+    lines = text.split('\n')
+    out = []
+    for i, line in enumerate(lines):
+        m = re.match(r'^<!-- tested: (options .*) -->$', line.strip())
+        if not m:
+            continue
+        j = i + 1
+        while j < len(lines) and not lines[j].strip():
+            j += 1
+        names = set()
+        while j < len(lines) and lines[j].startswith('|'):
+            first = lines[j].split('|')[1]
+            names.update(re.findall(r'`(--[a-z][a-z0-9-]*)', first))
+            j += 1
+        out.append((i + 1, m.group(1), names))
+    return out
+
+
+def check_options(build, marker, names):
+    args = shlex.split(marker)[1:]
+    if not build:
+        raise Failure('needs a build (--build)')
+    result = subprocess.run([os.path.join(build, 'bin', args[0])] + args[1:], capture_output=True,
+                            text=True, timeout=RUN_TIMEOUT)
+    said = set(re.findall(r'(?<![\w-])(--[a-z][a-z0-9-]*)', result.stdout + result.stderr))
+    said.discard('--help')
+    faults = ['%s does not know %s' % (args[0], n) for n in sorted(names - said)]
+    faults += ['%s is not in the table' % n for n in sorted(said - names)]
+    return faults
+
+
 def check_commands(root, build):
     faults = []
     base_env = dict(os.environ)
@@ -269,6 +307,11 @@ def check_commands(root, build):
         scratch = tempfile.mkdtemp(prefix='qz-docs-')
         try:
             env = dict(base_env, HOME=scratch, QZ_TMP=scratch)
+            for line, marker, names in option_tables(text):
+                try:
+                    faults += ['%s:%d: %s' % (name, line, f) for f in check_options(build, marker, names)]
+                except Failure as e:
+                    faults.append('%s:%d: %s' % (name, line, e))
             for line, lang, marker, body in blocks(text):
                 where = '%s:%d' % (name, line)
                 if marker is None:
