@@ -36,6 +36,9 @@ Before a table instead of a block:
   options PROGRAM [ARG...]
         the table's first column names every option (--name) the program's
         usage text names, and no other.
+  cmake-options
+        the table's first column names every QZ_ build option of the CMake
+        files (option() or a cached set()), and no other.
 """
 import argparse
 import html.parser
@@ -267,7 +270,7 @@ def option_tables(text):
     lines = text.split('\n')
     out = []
     for i, line in enumerate(lines):
-        m = re.match(r'^<!-- tested: (options .*) -->$', line.strip())
+        m = re.match(r'^<!-- tested: ((?:cmake-)?options.*) -->$', line.strip())
         if not m:
             continue
         j = i + 1
@@ -276,13 +279,31 @@ def option_tables(text):
         names = set()
         while j < len(lines) and lines[j].startswith('|'):
             first = lines[j].split('|')[1]
-            names.update(re.findall(r'`(--[a-z][a-z0-9-]*)', first))
+            names.update(re.findall(r'`(--[a-z][a-z0-9-]*|QZ_[A-Z0-9_]+)', first))
             j += 1
         out.append((i + 1, m.group(1), names))
     return out
 
 
-def check_options(build, marker, names):
+def cmake_options(root):
+    found = set()
+    for folder, dirs, files in os.walk(root):
+        # The outside project of the packaging tests has options of its own.
+        dirs[:] = [d for d in dirs if d not in ('build', '.git') and
+                   os.path.join(folder, d) != os.path.join(root, 'tests', 'packaging', 'consumer')]
+        for f in files:
+            if f == 'CMakeLists.txt' or f.endswith('.cmake'):
+                text = open(os.path.join(folder, f), encoding='utf-8').read()
+                found.update(re.findall(r'\boption\((QZ_[A-Z0-9_]+)', text))
+                found.update(re.findall(r'\bset\((QZ_[A-Z0-9_]+)[^)]*\bCACHE\b', text))
+    return found
+
+
+def check_options(root, build, marker, names):
+    if marker == 'cmake-options':
+        found = cmake_options(root)
+        return (['no build option %s in the CMake files' % n for n in sorted(names - found)] +
+                ['build option %s is not in the table' % n for n in sorted(found - names)])
     args = shlex.split(marker)[1:]
     if not build:
         raise Failure('needs a build (--build)')
@@ -309,7 +330,7 @@ def check_commands(root, build):
             env = dict(base_env, HOME=scratch, QZ_TMP=scratch)
             for line, marker, names in option_tables(text):
                 try:
-                    faults += ['%s:%d: %s' % (name, line, f) for f in check_options(build, marker, names)]
+                    faults += ['%s:%d: %s' % (name, line, f) for f in check_options(root, build, marker, names)]
                 except Failure as e:
                     faults.append('%s:%d: %s' % (name, line, e))
             for line, lang, marker, body in blocks(text):
