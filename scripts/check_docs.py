@@ -517,6 +517,13 @@ def self_test():
         page('<!-- tested: by scripts/stage.sh; not run here: bash scripts/missing.sh (why) -->\n'
              '```sh\nbash scripts/other.sh\n```\n')
         expect('exemption of a command not in the block', check_commands(root, None), True)
+        with open(os.path.join(root, 'CMakeLists.txt'), 'w') as f:
+            f.write('option(QZ_ONE "one" OFF)\nset(QZ_TWO "" CACHE STRING "two")\n')
+        table = '<!-- tested: cmake-options -->\n| Option |\n| --- |\n| `QZ_ONE` |\n'
+        page(table + '| `QZ_TWO` |\n')
+        expect('build options all in the table', check_commands(root, None), False)
+        page(table)
+        expect('a build option missing from the table', check_commands(root, None), True)
     finally:
         subprocess.run(['rm', '-rf', root])
     return faults
