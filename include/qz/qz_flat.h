@@ -2,11 +2,12 @@
    (C, and any language that can call a shared library's functions). Compiles as C99
    and as C++.
 
-   Handles are the library's own objects: to a C++ compiler they are the classes of
-   qz/qz.h, so an object made here may be passed to the classes and the reverse; to a
-   C compiler they are opaque. The host owns what it creates and frees it with the
-   matching Delete function; the library keeps nothing after a call returns.
-   A Create function returns null when memory runs out.
+   Handles are the library's own objects: to a C++ compiler that uses the library's
+   exported classes they are the classes of qz/qz.h, so an object made here may be
+   passed to the classes and the reverse; to a C compiler, and under QZ_USE_FLAT_ABI
+   (Visual C++, see qz/export.h), they are opaque. The host owns what it creates and
+   frees it with the matching Delete function; the library keeps nothing after a
+   call returns. A Create function returns null when memory runs out.
 
    Texts are NUL-terminated UTF-16 (QZChar, 16-bit units on every system).
    Booleans are int: 0 is false, anything else true; returned ones are 0 or 1.
@@ -19,7 +20,7 @@
 
 #include "qz/export.h"
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QZ_USE_FLAT_ABI)
 namespace qz {
 class Configuration;
 class BinaryInfo;
@@ -158,7 +159,7 @@ QZ_API void SetServerCertificatePin(QZConfiguration* config, const QZChar* pins)
 QZ_API void SetUseSystemProxy(QZConfiguration* config, int use);
 
 /* The rest of the classes' members, for hosts that use the library through these
-   functions alone. Each
+   functions alone (the inline classes of qz/qz_inline.h are made of them). Each
    wraps the member its name says: Assign<Class> is the class's assignment from a
    pointer (a null source resets to the defaults), Get<Class><Field> and
    Is<Class><Field> its getters, <Class><Operation> any other operation.
