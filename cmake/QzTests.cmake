@@ -100,6 +100,10 @@ if(Python3_Interpreter_FOUND)
     ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:qz_members_host> --
     ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:qz_members_host_flat>)
   set_tests_properties(host_members PROPERTIES TIMEOUT 300)
+  # Every public member of the exported classes has its inline counterpart.
+  add_test(NAME inline_members COMMAND ${Python3_EXECUTABLE}
+    ${PROJECT_SOURCE_DIR}/tests/library/check_inline_members.py ${PROJECT_SOURCE_DIR}/include/qz)
+  set_tests_properties(inline_members PROPERTIES TIMEOUT 60)
   foreach(test delivery api offline library alloc host_members)
     if(TEST ${test})
       set_property(TEST ${test} APPEND PROPERTY FIXTURES_REQUIRED receiver)

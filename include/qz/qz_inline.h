@@ -183,6 +183,9 @@ class StringBuf {
   QZStringBuf* handle;
 };
 
+// A member added to the exported class gets its line here too, over its flat
+// setter and a flat getter (Get/IsConfiguration<Field>); the inline_members
+// test names any member missing here.
 class Configuration {
  public:
   Configuration() : handle(::CreateConfiguration()) {
