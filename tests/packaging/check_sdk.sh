@@ -54,6 +54,19 @@ while read -r command; do
   [ "$(received)" -gt "$before" ] || fault "$(basename "$program") posted nothing"
 done <"$scratch/commands"
 
+# <windows.h> first renames GetClassName and GetMessage; with either kind of
+# classes the members keep their names and the renamed calls still compile.
+for flat in "" -DQZ_USE_FLAT_ABI; do
+  kind=${flat:+with QZ_USE_FLAT_ABI}
+  printf '%s\n' '#include <windows.h>' '#include "qz/qz.h"' \
+    'const QZChar* F(const qz::BinaryInfo& b, const qz::ExceptionInfo& e) {' \
+    '  return b.GetClassName()[0] != 0 ? b.GetClassName() : e.GetMessage(); }' |
+    # shellcheck disable=SC2086
+    x86_64-w64-mingw32-g++-posix -std=c++17 -Wall -Wextra -Werror $flat -I "$sdk/include" \
+      -fsyntax-only -x c++ - >"$scratch/windows_h.log" 2>&1 ||
+    { fault "qz/qz.h after <windows.h> does not compile ${kind:-with the exported classes}"; cat "$scratch/windows_h.log"; }
+done
+
 # CMake, with the unpacked folder in CMAKE_PREFIX_PATH.
 build_consumer "$sdk" "$scratch/cmake"
 run_consumer "$sdk/bin" "$scratch/cmake/qz_consumer.exe"
