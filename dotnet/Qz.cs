@@ -98,6 +98,7 @@ namespace Qz
         public void SetVerifyServerCertificate(bool verify) { Native.SetVerifyServerCertificate(Ref, verify ? 1 : 0); }
         public void SetServerCertificatePin(string pins) { Native.SetServerCertificatePin(Ref, Text(pins, "pins")); }
         public void SetUseSystemProxy(bool use) { Native.SetUseSystemProxy(Ref, use ? 1 : 0); }
+        public void SetOfflineStorageLimit(ulong bytes) { Native.SetOfflineStorageLimit(Ref, bytes); }
         public bool SetDefaultIDs(string messageGroup, string defaultSession)
         {
             return Native.SetDefaultIDs(Ref, messageGroup, defaultSession) != 0;
@@ -125,6 +126,7 @@ namespace Qz
         public bool IsVerifyServerCertificate() { return Native.IsConfigurationVerifyServerCertificate(Ref) != 0; }
         public string GetServerCertificatePin() { return Read(Native.GetConfigurationServerCertificatePin(Ref)); }
         public bool IsUseSystemProxy() { return Native.IsConfigurationUseSystemProxy(Ref) != 0; }
+        public ulong GetOfflineStorageLimit() { return Native.GetConfigurationOfflineStorageLimit(Ref); }
     }
 
     public sealed class BinaryInfo : QzObject
@@ -380,6 +382,7 @@ namespace Qz
         [DllImport(Lib)] internal static extern void SetVerifyServerCertificate(HandleRef c, int verify);
         [DllImport(Lib, CharSet = Utf16)] internal static extern void SetServerCertificatePin(HandleRef c, string pins);
         [DllImport(Lib)] internal static extern void SetUseSystemProxy(HandleRef c, int use);
+        [DllImport(Lib)] internal static extern void SetOfflineStorageLimit(HandleRef c, ulong bytes);
         [DllImport(Lib, CharSet = Utf16)] internal static extern int SetDefaultIDs(HandleRef c, string group, string session);
 
         [DllImport(Lib, CharSet = Utf16)] internal static extern void SetBinaryInfoID(HandleRef b, string id);
@@ -459,6 +462,7 @@ namespace Qz
         [DllImport(Lib)] internal static extern int IsConfigurationVerifyServerCertificate(HandleRef config);
         [DllImport(Lib)] internal static extern IntPtr GetConfigurationServerCertificatePin(HandleRef config);
         [DllImport(Lib)] internal static extern int IsConfigurationUseSystemProxy(HandleRef config);
+        [DllImport(Lib)] internal static extern ulong GetConfigurationOfflineStorageLimit(HandleRef config);
         [DllImport(Lib)] internal static extern IntPtr GetBinaryInfoID(HandleRef binaryInfo);
         [DllImport(Lib)] internal static extern IntPtr GetBinaryInfoName(HandleRef binaryInfo);
         [DllImport(Lib)] internal static extern IntPtr GetBinaryInfoVersion(HandleRef binaryInfo);

@@ -6,12 +6,12 @@
 
 #include <string>
 
-#include "BatchParser.h"
-#include "BatchRows.h"
-#include "CharacterReferences.h"
 #include "FuzzSupport.h"
-#include "MessagingSchema.h"
-#include "RequestHeaders.h"
+#include "ingest/BatchParser.h"
+#include "ingest/BatchRows.h"
+#include "ingest/CharacterReferences.h"
+#include "ingest/MessagingSchema.h"
+#include "ingest/RequestHeaders.h"
 
 namespace {
 

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "BatchParser.h"
 #include "FuzzPlatform.h"
 #include "FuzzSupport.h"
-#include "MessagingSchema.h"
-#include "RequestHeaders.h"
+#include "ingest/BatchParser.h"
+#include "ingest/MessagingSchema.h"
+#include "ingest/RequestHeaders.h"
 #include "qz/qz_flat.h"
 #include "types/Utf8.h"
 
@@ -126,6 +126,7 @@ void ReadBack(const QZConfiguration* c, const QZBinaryInfo* b, const QZFlowContr
     CheckText(get(c));
   }
   QZ_FUZZ_CHECK(c == nullptr || GetConfigurationEndpointTimeout(c) > 0);
+  QZ_FUZZ_CHECK(GetConfigurationOfflineStorageLimit(c) <= (1u << 16));
   for (auto get : {GetBinaryInfoID, GetBinaryInfoName, GetBinaryInfoVersion, GetBinaryInfoClassName,
                    GetBinaryInfoMethodName, GetBinaryInfoModifiedDateString}) {
     CheckText(get(b));
@@ -174,7 +175,7 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
   QZExtendedKeys* k = h.keys[a.Slot()];
   QZFlowController* f = h.flows[a.Slot()];
   QZExceptionInfo* e = h.exceptions[a.Slot()];
-  switch (data.ConsumeIntegralInRange<int>(0, 78)) {
+  switch (data.ConsumeIntegralInRange<int>(0, 79)) {
     // Lifetimes: a slot's object is deleted before another takes its place.
     case 0: { size_t s = a.Slot(); DeleteConfiguration(h.configs[s]); h.configs[s] = CreateConfiguration(); break; }
     case 1: { size_t s = a.Slot(); DeleteConfiguration(h.configs[s]); h.configs[s] = nullptr; break; }
@@ -259,9 +260,11 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
     case 68: SetVerifyServerCertificate(c, a.Flag()); break;
     case 69: SetServerCertificatePin(c, data.ConsumeBool() ? kPins : a.Text()); break;
     case 70: SetUseSystemProxy(c, a.Flag()); break;
+    // Small limits, so that stores make room and drop.
+    case 71: SetOfflineStorageLimit(c, data.ConsumeIntegralInRange<uint64_t>(0, 1u << 16)); break;
     // The rest of the classes' members: copies between slots (itself, deleted
     // and null included), reading back, pacing, StringBuf.
-    case 71: {
+    case 72: {
       const size_t from = a.Slot();
       AssignConfiguration(c, h.configs[from]);
       AssignBinaryInfo(b, h.infos[from]);
@@ -269,8 +272,8 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
       AssignExceptionInfo(e, h.exceptions[from]);
       break;
     }
-    case 72: ReadBack(c, b, f, e); break;
-    case 73: {
+    case 73: ReadBack(c, b, f, e); break;
+    case 74: {
       const uint64_t size = GetExtendedKeysSize(k);
       const uint64_t index = data.ConsumeIntegralInRange<uint64_t>(0, size);
       const QZExtendedKey* property = GetExtendedKey(k, index);
@@ -280,26 +283,26 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
       QZ_FUZZ_CHECK(GetExtendedKeyKind(property) >= 0 && GetExtendedKeyKind(property) <= 4);
       break;
     }
-    case 74:
+    case 75:
       SetFlowControllerOffline(f, a.Flag());
       SetFlowControllerSupportOfflineStorage(f, a.Flag());
       SetFlowControllerSendDisabled(f, a.Flag());
       FlowControllerOnSend(f, a.Flag());
       break;
-    case 75:
+    case 76:
       FlowControllerGetInterval(f, data.ConsumeIntegral<uint64_t>());
       FlowControllerMessagesToDrop(f, data.ConsumeIntegral<uint64_t>());
       QZ_FUZZ_CHECK(FlowControllerOKToTransmit(f) == 0 || FlowControllerOKToTransmit(f) == 1);
       break;
-    case 76: ExceptionInfoFromException(e, data.ConsumeBool() ? a.Int() : 100 * (1 + a.Slot()), a.Narrow()); break;
-    case 77: {
+    case 77: ExceptionInfoFromException(e, data.ConsumeBool() ? a.Int() : 100 * (1 + a.Slot()), a.Narrow()); break;
+    case 78: {
       const size_t s = a.Slot();
       DeleteStringBuf(h.strings[s]);
       h.strings[s] = data.ConsumeBool() ? CreateStringBuf(data.ConsumeIntegral<uint64_t>())
                                         : CreateStringBufFromText(a.Text());
       break;
     }
-    case 78: EditString(data, a, h.strings[a.Slot()]); break;
+    case 79: EditString(data, a, h.strings[a.Slot()]); break;
   }
 }
 

@@ -20,7 +20,7 @@ JOBS=${QZ_JOBS:-$(nproc 2>/dev/null || echo 2)}
 PORT=8443
 
 qz_require_packages cmake make g++ pkg-config libcurl4-openssl-dev ca-certificates openssl \
-  libcpp-httplib-dev libssl-dev libxml2-dev libsqlite3-dev libpq-dev
+  libboost-dev libssl-dev libxml2-dev libsqlite3-dev libpq-dev
 
 cmake -S "$ROOT" -B "$BUILD" -DCMAKE_BUILD_TYPE=Release -DQZ_BUILD_TESTS=OFF >/dev/null
 cmake --build "$BUILD" -j "$JOBS" --target qz_about qz_host_example qz-collector
@@ -34,7 +34,7 @@ echo
 STATE=$BUILD/collector
 mkdir -p "$STATE"
 rm -f "$STATE/ports"
-"$BUILD/bin/qz-collector" --db "$STATE/qz-collector.db" --https-port "$PORT" \
+"$BUILD/bin/qz-collector" --db "$STATE/qz-collector.db" --create --https-port "$PORT" \
   --ports-file "$STATE/ports" --verbose &
 COLLECTOR=$!
 trap 'kill $COLLECTOR 2>/dev/null || true; wait $COLLECTOR 2>/dev/null || true' EXIT

@@ -31,7 +31,7 @@ TARGETS=(text utf8 offline_record collector_body flat)
 build() {
   mkdir -p "$DIR"
   qz_require_packages clang-14 libfuzzer-14-dev cmake make pkg-config libcurl4-openssl-dev libssl-dev \
-    libcpp-httplib-dev libxml2-dev libsqlite3-dev libpq-dev || return 1
+    libboost-dev libxml2-dev libsqlite3-dev libpq-dev || return 1
   # The core and the collector are instrumented for coverage too; only the
   # targets link libFuzzer's main.
   cmake -S "$ROOT" -B "$DIR" -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \

@@ -35,8 +35,8 @@ PACKAGES=(
   g++-mingw-w64-x86-64 g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev
   wine wine64 python3 openssl ca-certificates mono-mcs mono-runtime
   python3-build python3-setuptools python3-wheel python3-venv
-  libcpp-httplib-dev libxml2-dev libsqlite3-dev libpq-dev postgresql chromium
-  dpkg-dev debhelper lintian systemd iproute2 llvm clang lld clang-14 libfuzzer-14-dev
+  libboost-dev libxml2-dev libsqlite3-dev libpq-dev postgresql chromium strace
+  dpkg-dev debhelper lintian systemd iproute2 llvm clang lld clang-14 libfuzzer-14-dev tzdata
 )
 
 # Exit codes of a stage, read by the summary.

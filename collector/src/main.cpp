@@ -5,21 +5,23 @@
 //   qz-collector [serve] [options]      run the endpoint until SIGINT or SIGTERM
 //   qz-collector report [options]       print the report (or --html FILE)
 //   qz-collector schema                 print the wire format's XML Schema
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <string>
 
-#include "Collector.h"
-#include "HtmlReport.h"
-#include "Log.h"
-#include "MessagingSchema.h"
-#include "Report.h"
-#include "TextReport.h"
+#include "common/Log.h"
+#include "ingest/MessagingSchema.h"
+#include "report/HtmlReport.h"
+#include "report/Report.h"
+#include "report/TextReport.h"
+#include "server/Collector.h"
 
 namespace {
 
@@ -28,11 +30,12 @@ using qz::collector::CollectorOptions;
 
 const char kUsage[] =
     "usage: qz-collector [serve] [options]\n"
-    "       qz-collector report [--db FILE | --postgres CONNECTION] [--html FILE]\n"
+    "       qz-collector report [--db FILE [--create] | --postgres CONNECTION] [--html FILE]\n"
     "       qz-collector schema\n"
     "\n"
     "serve options:\n"
-    "  --db FILE              SQLite database (default qz-collector.db)\n"
+    "  --db FILE              SQLite database (default qz-collector.db); must exist unless --create\n"
+    "  --create               make the SQLite database when it does not exist\n"
     "  --postgres CONNECTION  PostgreSQL instead, e.g. postgresql://user@host/db\n"
     "  --listen ADDRESS       address to listen on (default 127.0.0.1)\n"
     "  --https-port N         HTTPS port (default 8443; -1 for none, 0 for any free one)\n"
@@ -40,9 +43,15 @@ const char kUsage[] =
     "  --cert FILE --key FILE TLS certificate and key (made, self-signed, when both are missing;\n"
     "                         default qz-collector-cert.pem and qz-collector-key.pem beside the database)\n"
     "  --max-body BYTES       largest batch accepted (default 8388608)\n"
+    "  --max-memory BYTES     memory all requests under way may hold (default 268435456)\n"
+    "  --max-connections N    connections open at once (default 16384)\n"
+    "  --handshake-timeout MS time for a TLS handshake (default 5000)\n"
+    "  --idle-timeout MS      time for a request's head to arrive on an open connection (default 5000)\n"
     "  --request-timeout MS   time for a whole request to arrive (default 10000)\n"
-    "  --read-timeout MS      longest silence within a request (default 5000)\n"
-    "  --workers N            worker threads per port (default 8)\n"
+    "  --read-timeout MS      longest silence within a body (default 5000)\n"
+    "  --workers N            threads that check batches (default: one per processor)\n"
+    "  --retain-days N        delete what is older than N days, in the background (default: keep all)\n"
+    "  --allow-company GUID   accept only this company's batches (repeatable; default: any)\n"
     "  --ports-file FILE      write \"HTTP HTTPS\" ports there once listening (-1: none)\n"
     "  --verbose              log every stored batch\n";
 
@@ -59,6 +68,15 @@ struct Arguments {
   std::string portsFile;
   bool certGiven = false;
 };
+
+bool IsGuid(const std::string& text) {
+  if (text.size() != 36) return false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+    if (dash != (text[i] == '-') || (!dash && !std::isxdigit(static_cast<unsigned char>(text[i])))) return false;
+  }
+  return true;
+}
 
 long Number(const char* text, const char* option) {
   char* end = nullptr;
@@ -77,6 +95,10 @@ Arguments Parse(int argc, char** argv) {
     if (option == "--help" || option == "-h") Usage(nullptr);
     if (option == "--verbose") {
       qz::collector::Log::SetVerbose(true);
+      continue;
+    }
+    if (option == "--create") {
+      a.options.create = true;
       continue;
     }
     if (i + 1 >= argc) Usage((option + " needs a value").c_str());
@@ -104,8 +126,22 @@ Arguments Parse(int argc, char** argv) {
       o.limits.requestTimeoutMs = static_cast<int>(Number(value, "--request-timeout"));
     } else if (option == "--read-timeout") {
       o.limits.readTimeoutMs = static_cast<int>(Number(value, "--read-timeout"));
+    } else if (option == "--max-memory") {
+      o.limits.maxMemory = static_cast<size_t>(Number(value, "--max-memory"));
+    } else if (option == "--max-connections") {
+      o.limits.maxConnections = static_cast<size_t>(Number(value, "--max-connections"));
+    } else if (option == "--handshake-timeout") {
+      o.limits.handshakeTimeoutMs = static_cast<int>(Number(value, "--handshake-timeout"));
+    } else if (option == "--idle-timeout") {
+      o.limits.idleTimeoutMs = static_cast<int>(Number(value, "--idle-timeout"));
     } else if (option == "--workers") {
       o.limits.workers = static_cast<size_t>(Number(value, "--workers"));
+    } else if (option == "--retain-days") {
+      o.retainDays = static_cast<int>(Number(value, "--retain-days"));
+      if (o.retainDays <= 0) Usage("--retain-days needs a positive number");
+    } else if (option == "--allow-company") {
+      if (!IsGuid(value)) Usage("--allow-company needs a GUID");
+      o.allowedCompanies.push_back(value);
     } else if (option == "--ports-file") {
       a.portsFile = value;
     } else if (option == "--html") {
@@ -115,9 +151,10 @@ Arguments Parse(int argc, char** argv) {
     }
   }
   auto& o = a.options;
-  if (o.limits.maxBody == 0 || o.limits.requestTimeoutMs <= 0 || o.limits.readTimeoutMs <= 0 ||
-      o.limits.workers == 0) {
-    Usage("limits must be positive");
+  const auto& l = o.limits;
+  if (l.maxBody == 0 || l.maxMemory < l.maxBody || l.maxConnections == 0 || l.handshakeTimeoutMs <= 0 ||
+      l.idleTimeoutMs <= 0 || l.requestTimeoutMs <= 0 || l.readTimeoutMs <= 0) {
+    Usage("limits must be positive, and --max-memory at least --max-body");
   }
   if (!a.certGiven) {
     // Beside the database file, so that one folder holds the collector's state.
@@ -131,7 +168,7 @@ Arguments Parse(int argc, char** argv) {
 
 int Report(const Arguments& a) {
   std::string error;
-  auto store = qz::collector::Store::Open(a.options.sqlitePath, a.options.postgres, error);
+  auto store = qz::collector::Store::Open(a.options.sqlitePath, a.options.postgres, a.options.create, error);
   qz::collector::Report report;
   if (!store || !qz::collector::Report::Load(*store, report, error)) {
     std::fprintf(stderr, "qz-collector: %s\n", error.c_str());
@@ -172,13 +209,20 @@ int Serve(const Arguments& a) {
   if (!a.portsFile.empty()) {
     // Written whole under another name, then renamed: readers never see half a line.
     const std::string temporary = a.portsFile + ".tmp";
-    std::ofstream(temporary) << collector.HttpPort() << " " << collector.HttpsPort() << "\n";
-    std::rename(temporary.c_str(), a.portsFile.c_str());
+    const std::string line = std::to_string(collector.HttpPort()) + " " + std::to_string(collector.HttpsPort()) + "\n";
+    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0 || ::write(fd, line.data(), line.size()) != static_cast<ssize_t>(line.size()) || ::close(fd) != 0 ||
+        std::rename(temporary.c_str(), a.portsFile.c_str()) != 0) {
+      std::fprintf(stderr, "qz-collector: cannot write %s\n", a.portsFile.c_str());
+      return 1;
+    }
   }
   int received = 0;
   sigwait(&stopSignals, &received);
+  // Nothing new is accepted; what was is answered and written before the exit.
   std::fprintf(stderr, "qz-collector: stopping\n");
   collector.Stop();
+  std::fprintf(stderr, "qz-collector: stopped\n");
   return 0;
 }
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "BatchParser.h"
-#include "RequestHeaders.h"
 #include "TestBatches.h"
+#include "ingest/BatchParser.h"
+#include "ingest/RequestHeaders.h"
 
 namespace qz {
 namespace collector {

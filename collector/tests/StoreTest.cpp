@@ -8,12 +8,15 @@
 #include <atomic>
 #include <cstdlib>
 #include <fstream>
+#include <future>
+#include <random>
+#include <thread>
 
-#include "BatchParser.h"
-#include "BatchRows.h"
-#include "Report.h"
-#include "StoreWriter.h"
 #include "TestBatches.h"
+#include "ingest/BatchParser.h"
+#include "ingest/BatchRows.h"
+#include "report/Report.h"
+#include "stores/StoreWriter.h"
 
 namespace qz {
 namespace collector {
@@ -30,14 +33,15 @@ class StoreTest : public ::testing::TestWithParam<std::string> {
       char folder[] = "/tmp/qz-store-test-XXXXXX";
       ASSERT_NE(nullptr, mkdtemp(folder));
       this->folder = folder;
-      store = Store::Open(this->folder + "/test.db", "", error);
+      store = Store::Open(this->folder + "/test.db", "", true, error);
     } else {
       const char* dir = std::getenv("QZ_COLLECTOR_POSTGRES_DIR");
       if (dir == nullptr) GTEST_SKIP() << "no PostgreSQL server (run through ctest)";
       std::string server;
       std::getline(std::ifstream(std::string(dir) + "/conninfo"), server);
       ASSERT_FALSE(server.empty()) << "no conninfo in " << dir;
-      store = Store::Open("", server + " dbname=" + NewDatabase(server), error);
+      connection = server + " dbname=" + NewDatabase(server);
+      store = Store::Open("", connection, false, error);
     }
     ASSERT_TRUE(store) << error;
   }
@@ -73,7 +77,24 @@ class StoreTest : public ::testing::TestWithParam<std::string> {
   void Write(const TestBatch& b) {
     const Rows rows = RowsOf(b);
     std::string error;
-    ASSERT_TRUE(store->Write({&rows}, error)) << error;
+    ASSERT_EQ(WriteStatus::Stored, store->Write({&rows}, error)) << error;
+  }
+
+  // A second store on the same database, as another collector would open it.
+  std::unique_ptr<Store> OpenAgain() {
+    std::string error;
+    auto again = Store::Open(folder.empty() ? "" : folder + "/test.db", connection, false, error);
+    EXPECT_TRUE(again) << error;
+    return again;
+  }
+
+  // What the writer says of rows, once it has said it.
+  static WriteStatus Submit(StoreWriter& writer, Rows rows) {
+    std::promise<WriteStatus> outcome;
+    if (!writer.Submit(std::move(rows), [&](WriteStatus s, const std::string&) { outcome.set_value(s); })) {
+      return WriteStatus::Retry;
+    }
+    return outcome.get_future().get();
   }
 
   // The one cell of a one-row, one-column query ("NULL" for NULL).
@@ -86,6 +107,7 @@ class StoreTest : public ::testing::TestWithParam<std::string> {
   }
 
   std::string folder;
+  std::string connection;
   std::unique_ptr<Store> store;
 };
 
@@ -154,15 +176,16 @@ TEST_P(StoreTest, AFailedWriteLeavesNothingAndTheWriterCarriesOn) {
   bad[0].values[0].reset();  // a batch without its key
   const Rows rows = RowsOf(good);
   std::string error;
-  EXPECT_FALSE(store->Write({&rows, &bad}, error));
+  // Rows that can never be stored are refused, not to be tried again.
+  EXPECT_EQ(WriteStatus::Refused, store->Write({&rows, &bad}, error));
   EXPECT_FALSE(error.empty());
   EXPECT_EQ("0", One("SELECT COUNT(*) FROM batches"));
 
   StoreWriter writer(*store, 16);
-  EXPECT_EQ(StoreWriter::Result::Failed, writer.Submit(bad, std::chrono::seconds(30)));
-  EXPECT_EQ(StoreWriter::Result::Stored, writer.Submit(rows, std::chrono::seconds(30)));
+  EXPECT_EQ(WriteStatus::Refused, Submit(writer, bad));
+  EXPECT_EQ(WriteStatus::Stored, Submit(writer, rows));
   writer.Stop();
-  EXPECT_EQ(StoreWriter::Result::Busy, writer.Submit(rows, std::chrono::seconds(30)));
+  EXPECT_FALSE(writer.Submit(rows, [](WriteStatus, const std::string&) { FAIL() << "after the stop"; }));
   EXPECT_EQ("1", One("SELECT COUNT(*) FROM messages"));
 }
 
@@ -231,6 +254,246 @@ TEST_P(StoreTest, ReportFigures) {
     }
   }
   EXPECT_TRUE(sawDisk);
+}
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+  const size_t at = text.find(from);
+  EXPECT_NE(std::string::npos, at) << from;
+  if (at != std::string::npos) text.replace(at, from.size(), to);
+  return text;
+}
+
+constexpr char kMax64[] = "18446744073709551615";
+constexpr char kFirst[] = "0001-01-01T00:00:00.000Z";
+constexpr char kLast[] = "9999-12-31T23:59:59.999Z";
+
+TEST_P(StoreTest, ExtremeCountsAndTimesReadBackExactly) {
+  TestBatch b(20);
+  std::string profile = Replaced(test::Profile(Guid(1), b.group, 0), test::Time(0), kFirst);
+  profile = Replaced(profile, "size=\"476837\" free=\"120000\"", std::string("size=\"") + kMax64 + "\" free=\"0\"");
+  profile = Replaced(profile, "total=\"16384\"", std::string("total=\"") + kMax64 + "\"");
+  profile = Replaced(profile, "colors=\"4294967296\"", std::string("colors=\"") + kMax64 + "\"");
+  std::string start = Replaced(test::AppStart(Guid(2), b.group, 0, "HOST"), test::Time(0), kLast);
+  start = Replaced(start, "2011-03-17T09:30:12+01:00", "9999-12-31T23:59:59+14:00");
+  b.messages = {profile, start};
+  Write(b);
+  EXPECT_EQ(kMax64, One("SELECT size FROM profile_disks WHERE message_id = ?", {Guid(1)}));
+  EXPECT_EQ("0", One("SELECT free FROM profile_disks WHERE message_id = ?", {Guid(1)}));
+  EXPECT_EQ(kMax64, One("SELECT total FROM profile_memory WHERE message_id = ?", {Guid(1)}));
+  EXPECT_EQ(kMax64, One("SELECT colors FROM profile_videos WHERE message_id = ?", {Guid(1)}));
+  EXPECT_EQ(kFirst, One("SELECT generated FROM messages WHERE id = ?", {Guid(1)}));
+  EXPECT_EQ("-62135596800000", One("SELECT generated_ms FROM messages WHERE id = ?", {Guid(1)}));
+  EXPECT_EQ(kLast, One("SELECT generated FROM messages WHERE id = ?", {Guid(2)}));
+  EXPECT_EQ("253402300799999", One("SELECT generated_ms FROM messages WHERE id = ?", {Guid(2)}));
+  EXPECT_EQ("9999-12-31T23:59:59+14:00", One("SELECT os_installed_date FROM hosts WHERE message_id = ?", {Guid(2)}));
+  Report r;
+  std::string error;
+  ASSERT_TRUE(Report::Load(*store, r, error)) << error;
+}
+
+TEST_P(StoreTest, ExpiresOldMessagesInBoundedSteps) {
+  TestBatch old(30);
+  old.messages = {test::SessionStart(Guid(1), old.group, 0), test::Feature(Guid(2), old.group, 1, Guid(2), "A", "tick"),
+                  test::Fault(Guid(3), old.group, 2, "IOError", "caught"), test::Probe(Guid(4), old.group, 3, "P", 1, 2),
+                  test::Profile(Guid(5), old.group, 4)};
+  TestBatch recent(31);
+  recent.messages = {test::Feature(Guid(6), recent.group, 400LL * 86400000, Guid(6), "A", "tick")};
+  Write(old);
+  Write(recent);
+  const int64_t cutoff = 1767348000000LL + 86400000;  // a day after test::Time(0)
+  int64_t deleted = 0, total = 0;
+  int steps = 0;
+  std::string error;
+  while (store->Expire(cutoff, 2, deleted, error) && deleted > 0) {
+    EXPECT_LE(deleted, 2);
+    total += deleted;
+    ASSERT_LT(++steps, 10);
+  }
+  EXPECT_TRUE(error.empty()) << error;
+  EXPECT_EQ(7, total) << "five messages, then both batches (received on the first day)";
+  EXPECT_EQ(Guid(6), One("SELECT id FROM messages"));
+  for (const char* table : {"faults", "exceptions", "stack_frames", "probes", "profiles", "profile_cpus", "batches"}) {
+    EXPECT_EQ("0", One(std::string("SELECT COUNT(*) FROM ") + table)) << table;
+  }
+  EXPECT_EQ("1", One("SELECT COUNT(*) FROM features"));
+}
+
+// Two collectors store the same messages, one in the reverse order of the
+// other, each grouping what arrives together: no write may fail.
+TEST_P(StoreTest, TheSameMessagesInOppositeOrdersFromTwoCollectors) {
+  auto other = OpenAgain();
+  ASSERT_TRUE(other);
+  constexpr int kPairs = 100, kMessages = 10;
+  std::atomic<int> pending{2 * kPairs}, failures{0};
+  std::promise<void> finished;
+  const auto post = [&](Store& target, bool reversed) {
+    StoreWriter writer(target, 4 * kPairs);
+    for (int i = 0; i < kPairs; ++i) {
+      TestBatch t((reversed ? 10000 : 20000) + i);
+      for (int k = 0; k < kMessages; ++k) {
+        const std::string id = Guid(i * kMessages + (reversed ? kMessages - 1 - k : k), 0xAB);
+        t.messages.push_back(test::Feature(id, t.group, k, id, "Same", "tick"));
+      }
+      writer.Submit(RowsOf(t), [&](WriteStatus status, const std::string& error) {
+        if (status != WriteStatus::Stored) {
+          ++failures;
+          ADD_FAILURE() << error;
+        }
+        if (--pending == 0) finished.set_value();
+      });
+    }
+    writer.Stop();
+  };
+  std::thread a(post, std::ref(*store), false);
+  std::thread b(post, std::ref(*other), true);
+  a.join();
+  b.join();
+  EXPECT_EQ(0, failures.load());
+  EXPECT_EQ(0, pending.load());
+  EXPECT_EQ(std::to_string(kPairs * kMessages), One("SELECT COUNT(*) FROM messages"));
+}
+
+// Batches made at random within the wire format, every message kind with
+// texts, numbers and times at their limits: the parser accepts each, and the
+// store keeps each, numbers exactly.
+class RandomBatch {
+ public:
+  explicit RandomBatch(uint32_t seed) : random(seed) {}
+
+  TestBatch Make(int number) {
+    TestBatch b(number);
+    const int count = Pick(1, 6);
+    for (int i = 0; i < count; ++i) {
+      const std::string id = MixedCase(Guid(number * 8 + i, 0x5EED));
+      const std::string session = MixedCase(b.group);
+      switch (Pick(0, 5)) {
+        case 0:
+          b.messages.push_back(Stamp(test::AppStart(id, session, 0, Text()), "2011-03-17T09:30:12+01:00", Zoned()));
+          break;
+        case 1:
+          b.messages.push_back(test::Feature(id, session, 0, MixedCase(id), Text(), Pick(0, 1) ? "tick" : "start",
+                                             Binary() + Property()));
+          break;
+        case 2:
+          b.messages.push_back(Numbers(test::Fault(id, session, 0, Text(), "thrown"), {"seq=\"0\""}, true));
+          break;
+        case 3:
+          b.messages.push_back(
+              Numbers(test::Probe(id, session, 0, Text(), 1, 1), {"available=\"2048\"", "used=\"1\"", "utilization=\"1\""}, false));
+          break;
+        case 4:
+          b.messages.push_back(Numbers(test::Profile(id, session, 0),
+                                       {"size=\"476837\"", "free=\"120000\"", "total=\"16384\"", "capacity=\"16384\"",
+                                        "colors=\"4294967296\"", "speed=\"2666\"", "zone=\"60\""},
+                                       false));
+          break;
+        default:
+          b.messages.push_back(test::SessionStart(id, session, 0));
+      }
+      b.messages.back() = Stamp(b.messages.back(), test::Time(0), UtcTime());
+    }
+    return b;
+  }
+
+ private:
+  int Pick(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); }
+
+  std::string MixedCase(std::string guid) {
+    for (char& c : guid) {
+      if (c >= 'A' && c <= 'F' && Pick(0, 1)) c = static_cast<char>(c - 'A' + 'a');
+    }
+    return guid;
+  }
+
+  std::string Text() {
+    static const char* const pieces[] = {"a", "Z", " ", "&amp;", "&lt;", "&gt;", "&quot;", "'", "&#x1;", "&#x9;",
+                                         "&#xa;", "&#xd;", "&#xfc;", "&#x20ac;", "&#xd83d;&#xde00;", "&#xfffd;",
+                                         "\\", "/", "%", "?"};
+    std::string out;
+    for (int n = Pick(0, 12); n > 0; --n) out += pieces[Pick(0, 19)];
+    return out;
+  }
+
+  std::string Count(bool wide) {
+    static const char* const counts32[] = {"0", "1", "4294967295", "65536", "99"};
+    static const char* const counts64[] = {"0", "18446744073709551615", "9223372036854775808", "4294967296", "7"};
+    return (wide ? counts64 : counts32)[Pick(0, 4)];
+  }
+
+  std::string Digits(int value, int width) {
+    std::string out = std::to_string(value);
+    return std::string(static_cast<size_t>(width) - out.size(), '0') + out;
+  }
+
+  std::string Date() {
+    static const int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const int y = Pick(0, 3) == 0 ? (Pick(0, 1) ? 1 : 9999) : Pick(1, 9999);
+    const int m = Pick(1, 12);
+    const bool leap = (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
+    const int d = Pick(1, days[m - 1] + (m == 2 && leap ? 1 : 0));
+    return Digits(y, 4) + "-" + Digits(m, 2) + "-" + Digits(d, 2) + "T" + Digits(Pick(0, 23), 2) + ":" +
+           Digits(Pick(0, 59), 2) + ":" + Digits(Pick(0, 59), 2);
+  }
+
+  std::string UtcTime() { return Date() + "." + Digits(Pick(0, 999), 3) + "Z"; }
+
+  std::string Zoned() {
+    if (Pick(0, 2) == 0) return Date() + "Z";
+    const int minutes = Pick(-14 * 60, 14 * 60);
+    const int a = minutes < 0 ? -minutes : minutes;
+    return Date() + (minutes < 0 ? "-" : "+") + Digits(a / 60, 2) + ":" + Digits(a % 60, 2);
+  }
+
+  std::string Binary() {
+    if (Pick(0, 2) == 0) return "";
+    return "<binary id=\"" + MixedCase(Guid(Pick(0, 1000), 0xB)) + "\" modified=\"" + UtcTime() + "\" name=\"" +
+           Text() + "\" version=\"" + Text() + "\"/>\n";
+  }
+
+  std::string Property() {
+    return "<property name=\"" + Text() + "\" value=\"" + Text() + "\"" + (Pick(0, 1) ? " type=\"decimal\"" : "") +
+           "/>\n";
+  }
+
+  static std::string Stamp(std::string message, const std::string& from, const std::string& to) {
+    return Replaced(std::move(message), from, to);
+  }
+
+  // Each listed attribute gets a number at the limits of its type.
+  std::string Numbers(std::string message, const std::vector<std::string>& attributes, bool signedSeq) {
+    for (const std::string& a : attributes) {
+      const std::string name = a.substr(0, a.find('='));
+      std::string value;
+      if (signedSeq || name == "zone") {
+        static const char* const signed32[] = {"0", "-2147483648", "2147483647", "-1"};
+        value = signed32[Pick(0, 3)];
+      } else {
+        value = Count(name == "size" || name == "free" || name == "total" || name == "capacity" || name == "colors");
+      }
+      message = Replaced(message, a, name + "=\"" + value + "\"");
+    }
+    return message;
+  }
+
+  std::mt19937 random;
+};
+
+TEST_P(StoreTest, EveryBatchTheWireFormatAllowsIsStored) {
+  RandomBatch generator(20261124);
+  StoreWriter writer(*store, 256);
+  std::vector<std::future<WriteStatus>> outcomes;
+  for (int n = 1; n <= 120; ++n) {
+    const TestBatch b = generator.Make(n);
+    auto done = std::make_shared<std::promise<WriteStatus>>();
+    outcomes.push_back(done->get_future());
+    ASSERT_TRUE(writer.Submit(RowsOf(b), [done, n](WriteStatus s, const std::string& error) {
+      EXPECT_EQ(WriteStatus::Stored, s) << "batch " << n << ": " << error;
+      done->set_value(s);
+    }));
+  }
+  for (auto& o : outcomes) EXPECT_EQ(WriteStatus::Stored, o.get());
+  writer.Stop();
+  EXPECT_EQ("120", One("SELECT COUNT(*) FROM batches"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, StoreTest, ::testing::Values("sqlite", "postgres"),

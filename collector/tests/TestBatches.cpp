@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "TimeText.h"
+#include "common/TimeText.h"
 
 namespace qz {
 namespace collector {
@@ -107,6 +107,31 @@ std::string Profile(const std::string& id, const std::string& session, long long
          "<sound manufacturer=\"Realtek\" model=\"HD Audio\"/>\n"
          "<terminal-services connections-allowed=\"true\" mode=\"0\"/>\n"
          "</system-profile>\n";
+}
+
+TestBatch LibraryBatch(int number) {
+  TestBatch b(number);
+  int next = 0;
+  const auto id = [&] { return Guid(number, 0x10000 + next++); };
+  const std::string binary =
+      "<binary id=\"" + Guid(7, 0xB1) + "\" modified=\"" + Time(-86400000) +
+      "\" name=\"editor.exe\" version=\"2.1.0.1234\" type=\"Editor.Document\" method=\"Export\"/>\n";
+  const std::string properties =
+      "<property name=\"format\" value=\"PDF/A-1b &amp; &#xfc;&#x20ac;\"/>\n<property name=\"pages\" value=\"12\" "
+      "type=\"decimal\"/>\n";
+  b.messages.push_back(SessionStart(id(), b.group, 0));
+  for (int i = 0; i < 11; ++i) {
+    const std::string tick = id();
+    b.messages.push_back(Feature(tick, b.group, 10 + i, tick, "Zoom", "tick", binary + properties));
+  }
+  for (int i = 0; i < 8; ++i) {
+    const std::string start = id();
+    b.messages.push_back(Feature(start, b.group, 100 + i, start, "Export", "start", binary + properties));
+    b.messages.push_back(Feature(id(), b.group, 900 + i, start, "Export", "stop", binary + properties));
+  }
+  b.messages.push_back(Probe(id(), b.group, 2000, "Render", 312, 41));
+  b.messages.push_back(Fault(id(), b.group, 2001, "IOError", "caught"));
+  return b;
 }
 
 }  // namespace test

@@ -45,6 +45,11 @@ std::string Probe(const std::string& id, const std::string& session, long long m
                   int usedMB, int cpu);
 std::string Profile(const std::string& id, const std::string& session, long long ms);
 
+// A batch as the library writes one in steady use: 30 messages (a session
+// start, feature ticks and start/stop pairs with their binary and two
+// properties, a probe and a fault), about 11 KB, every id its own.
+TestBatch LibraryBatch(int number);
+
 }  // namespace test
 }  // namespace collector
 }  // namespace qz

@@ -3,6 +3,8 @@
 #ifndef QZ_COLLECTOR_TESTS_TESTHTTP_H
 #define QZ_COLLECTOR_TESTS_TESTHTTP_H
 
+#include <openssl/ssl.h>
+
 #include <string>
 
 namespace qz {
@@ -11,6 +13,7 @@ namespace test {
 
 struct Answer {
   int status = 0;  // 0: none (closed or timed out before an answer)
+  std::string head;
   std::string body;
 };
 
@@ -22,6 +25,31 @@ bool SendAll(int fd, const std::string& data);
 Answer ReadAnswer(int fd);
 // Connect, send, read one answer, close.
 Answer Exchange(int port, const std::string& request, int timeoutMs = 10000);
+
+// A TLS connection that trusts any certificate, as the library does with a
+// self-signed one when told to.
+class TlsClient {
+ public:
+  TlsClient() = default;
+  ~TlsClient();
+  TlsClient(const TlsClient&) = delete;
+  TlsClient& operator=(const TlsClient&) = delete;
+
+  // Connects and completes the handshake; false on failure.
+  bool Connect(int port, int timeoutMs = 10000);
+  bool SendAll(const std::string& data);
+  Answer ReadAnswer();
+  int Fd() const { return fd; }
+
+ private:
+  int fd = -1;
+  SSL* ssl = nullptr;
+};
+
+// The same over TLS.
+Answer TlsExchange(int port, const std::string& request, int timeoutMs = 10000);
+// The value of a header in an answer's head, or empty.
+std::string HeaderOf(const std::string& head, const std::string& name);
 
 }  // namespace test
 }  // namespace collector

@@ -126,7 +126,7 @@ def main():
     os.makedirs(work)
     db, ports = os.path.join(work, "c.db"), os.path.join(work, "ports")
     log = open(os.path.join(work, "log"), "w")
-    server = subprocess.Popen([collector, "--db", db, "--http-port", "0", "--https-port", "-1",
+    server = subprocess.Popen([collector, "--db", db, "--create", "--http-port", "0", "--https-port", "-1",
                                "--ports-file", ports], stdout=log, stderr=log)
     failures = []
     try:

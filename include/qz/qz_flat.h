@@ -157,6 +157,9 @@ QZ_API void SetLogLevel(int level);
 QZ_API void SetVerifyServerCertificate(QZConfiguration* config, int verify);
 QZ_API void SetServerCertificatePin(QZConfiguration* config, const QZChar* pins);
 QZ_API void SetUseSystemProxy(QZConfiguration* config, int use);
+/* Bytes the company's folder of stored
+   batches may hold; 0, the default, for no limit (see Configuration.h). */
+QZ_API void SetOfflineStorageLimit(QZConfiguration* config, uint64_t bytes);
 
 /* The rest of the classes' members, for hosts that use the library through these
    functions alone (the inline classes of qz/qz_inline.h are made of them). Each
@@ -194,6 +197,7 @@ QZ_API long GetConfigurationEndpointTimeout(const QZConfiguration* config);
 QZ_API int IsConfigurationVerifyServerCertificate(const QZConfiguration* config);
 QZ_API const QZChar* GetConfigurationServerCertificatePin(const QZConfiguration* config);
 QZ_API int IsConfigurationUseSystemProxy(const QZConfiguration* config);
+QZ_API uint64_t GetConfigurationOfflineStorageLimit(const QZConfiguration* config);
 
 /* BinaryInfo. */
 QZ_API const QZChar* GetBinaryInfoID(const QZBinaryInfo* binaryInfo);

@@ -268,6 +268,12 @@ class Configuration {
   void SetUseSystemProxy(bool use) { ::SetUseSystemProxy(handle, detail::Flag(use)); }
   bool IsUseSystemProxy() const { return ::IsConfigurationUseSystemProxy(handle) != 0; }
 
+  // Stored batches beyond the defaults: 0 for no limit.
+  void SetOfflineStorageLimit(uint64_t bytes) { ::SetOfflineStorageLimit(handle, bytes); }
+  uint64_t GetOfflineStorageLimit() const {
+    return ::GetConfigurationOfflineStorageLimit(handle);
+  }
+
  private:
   friend class API;
   Configuration(const Configuration&) = delete;

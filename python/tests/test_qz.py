@@ -102,6 +102,8 @@ class ValuesTest(unittest.TestCase):
             config.set_company_name("Example & Sons \u00fc")
             config.set_endpoint_timeout(-5)
             config.set_initial_opt_in(False)
+            config.set_offline_storage_limit(2**64 - 1)
+            self.assertEqual(2**64 - 1, config.get_offline_storage_limit())
             self.assertEqual(COMPANY, config.get_company_id())
             self.assertEqual("", config.get_application_id())
             self.assertEqual("Example & Sons \u00fc", config.get_company_name())

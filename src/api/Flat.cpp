@@ -347,6 +347,10 @@ void SetUseSystemProxy(QZConfiguration* config, int use) {
   WithHandle(QZ_TEXT("SetUseSystemProxy"), config,
              [=](qz::Configuration& c) { c.SetUseSystemProxy(Flag(use)); });
 }
+void SetOfflineStorageLimit(QZConfiguration* config, uint64_t bytes) {
+  WithHandle(QZ_TEXT("SetOfflineStorageLimit"), config,
+             [=](qz::Configuration& c) { c.SetOfflineStorageLimit(bytes); });
+}
 
 void AssignConfiguration(QZConfiguration* config, const QZConfiguration* from) {
   WithHandle(QZ_TEXT("AssignConfiguration"), config, [=](qz::Configuration& c) { c = from; });
@@ -424,6 +428,9 @@ const QZChar* GetConfigurationServerCertificatePin(const QZConfiguration* config
 }
 int IsConfigurationUseSystemProxy(const QZConfiguration* config) {
   return IsSet(config, &Configuration::IsUseSystemProxy);
+}
+uint64_t GetConfigurationOfflineStorageLimit(const QZConfiguration* config) {
+  return Read(config, &Configuration::GetOfflineStorageLimit, uint64_t{0});
 }
 
 using qz::BinaryInfo;

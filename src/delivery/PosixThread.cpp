@@ -10,6 +10,7 @@
 #include "platform/CaughtException.h"
 #include "platform/ModuleReference.h"
 #include "platform/Platform.h"
+#include "platform/PosixLoadSampler.h"
 
 namespace qz {
 namespace {
@@ -27,6 +28,16 @@ timespec DeadlineAfter(uint32_t milliseconds) {
     t.tv_nsec -= 1000000000L;
   }
   return t;
+}
+
+// The earlier of a deadline and a moment of the monotonic clock in milliseconds.
+timespec EarlierOf(const timespec& deadline, uint64_t millis) {
+  timespec t;
+  t.tv_sec = static_cast<time_t>(millis / 1000);
+  t.tv_nsec = static_cast<long>(millis % 1000) * 1000000L;
+  const bool earlier =
+      t.tv_sec < deadline.tv_sec || (t.tv_sec == deadline.tv_sec && t.tv_nsec < deadline.tv_nsec);
+  return earlier ? t : deadline;
 }
 
 }  // namespace
@@ -85,6 +96,7 @@ void* PosixThread::ThreadProc(void* argument) {
     // An exception must not end the host's process with this thread.
     LogCaughtException(QZ_TEXT("PosixThread::Run"));
   }
+  PosixLoadSampler::Instance().Release(control.get());
 
   pthread_mutex_lock(&control->lock);
   control->finished = true;
@@ -191,11 +203,25 @@ void PosixThread::Wake() {
 
 void PosixThread::Sleep(uint32_t milliseconds) {
   Control& c = *control_;
+  PosixLoadSampler& sampler = PosixLoadSampler::Instance();
   pthread_mutex_lock(&c.lock);
   if (!c.woken && milliseconds > 0) {
-    timespec deadline = DeadlineAfter(milliseconds);
+    const timespec deadline = DeadlineAfter(milliseconds);
     while (!c.woken) {
-      if (pthread_cond_timedwait(&c.wakeCond, &c.lock, &deadline) == ETIMEDOUT) break;
+      // One waiting thread samples the machine's load about once a second, so
+      // that a probe finds the load of the last second (PosixLoadSampler).
+      const uint64_t due = sampler.NextSampleFor(&c, PosixLoadSampler::NowMillis());
+      if (due <= PosixLoadSampler::NowMillis()) {
+        pthread_mutex_unlock(&c.lock);
+        sampler.Sample();
+        pthread_mutex_lock(&c.lock);
+        continue;
+      }
+      const timespec until = EarlierOf(deadline, due);
+      if (pthread_cond_timedwait(&c.wakeCond, &c.lock, &until) == ETIMEDOUT &&
+          until.tv_sec == deadline.tv_sec && until.tv_nsec == deadline.tv_nsec) {
+        break;
+      }
     }
   }
   // Auto-reset: one wake releases one sleep. A Wake that came since this

@@ -1,6 +1,9 @@
 #include "platform/PosixFactFiles.h"
 
 #include <fcntl.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -39,7 +42,31 @@ std::vector<std::string> Fields(const std::string& line) {
   return fields;
 }
 
-uint64_t ToNumber(const std::string& text) { return std::strtoull(text.c_str(), nullptr, 10); }
+// Leading blanks, then decimal digits up to the first other character;
+// saturates rather than wrapping.
+uint64_t ToNumber(std::string_view text) {
+  size_t i = text.find_first_not_of(" \t");
+  uint64_t value = 0;
+  for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
+    const uint64_t digit = static_cast<uint64_t>(text[i] - '0');
+    if (value > (UINT64_MAX - digit) / 10) return UINT64_MAX;
+    value = value * 10 + digit;
+  }
+  return value;
+}
+
+// Up to most blank-separated decimal numbers from the start of text; how many.
+size_t Numbers(std::string_view text, uint64_t* out, size_t most) {
+  size_t count = 0;
+  for (size_t pos = 0; count < most;) {
+    pos = text.find_first_not_of(" \t", pos);
+    if (pos == std::string_view::npos || text[pos] < '0' || text[pos] > '9') break;
+    const size_t end = std::min(text.find_first_not_of("0123456789", pos), text.size());
+    out[count++] = ToNumber(text.substr(pos, end - pos));
+    pos = end;
+  }
+  return count;
+}
 
 bool IsOctal(char c) { return c >= '0' && c <= '7'; }
 
@@ -114,23 +141,36 @@ bool ReadSmallFile(const char* path, std::string& out, size_t limit) {
   return true;
 }
 
-bool FindKilobytes(const std::string& text, const char* key, uint64_t& kilobytes) {
-  const std::string prefix = std::string(key) + ":";
+size_t ReadFileStart(const char* path, char* buffer, size_t size) {
+  const int fd = open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return 0;
+  size_t used = 0;
+  while (used < size) {
+    const ssize_t n = read(fd, buffer + used, size - used);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    used += static_cast<size_t>(n);
+  }
+  close(fd);
+  return used;
+}
+
+bool FindKilobytes(std::string_view text, const char* key, uint64_t& kilobytes) {
+  const size_t keySize = std::strlen(key);
   for (size_t pos = 0; pos < text.size();) {
-    if (text.compare(pos, prefix.size(), prefix) == 0) {
-      kilobytes = ToNumber(text.substr(pos + prefix.size(), 32));
+    const size_t next = text.find('\n', pos);
+    if (next == std::string_view::npos) break;
+    const std::string_view line = text.substr(pos, next - pos);
+    if (line.size() > keySize && line.compare(0, keySize, key) == 0 && line[keySize] == ':') {
+      kilobytes = ToNumber(line.substr(keySize + 1));
       return true;
     }
-    const size_t next = text.find('\n', pos);
-    if (next == std::string::npos) break;
     pos = next + 1;
   }
   return false;
 }
 
-void MemoryUseFromProc(const std::string& meminfo, const std::string& status,
-                       MemoryUseInfo& out) {
-  out = MemoryUseInfo();
+uint64_t AvailableKilobytes(std::string_view meminfo) {
   uint64_t available = 0;
   if (!FindKilobytes(meminfo, "MemAvailable", available)) {
     // Kernels before 3.14 do not estimate it; free memory and caches come close.
@@ -141,50 +181,36 @@ void MemoryUseFromProc(const std::string& meminfo, const std::string& status,
   }
   uint64_t swapFree = 0;
   FindKilobytes(meminfo, "SwapFree", swapFree);
-  out.availableMB = KilobytesToMiB(available + swapFree);
-
-  uint64_t resident = 0;
-  if (!FindKilobytes(status, "RssAnon", resident)) FindKilobytes(status, "VmRSS", resident);
-  uint64_t swapped = 0;
-  FindKilobytes(status, "VmSwap", swapped);
-  out.usedMB = KilobytesToMiB(resident + swapped);
+  return available + swapFree;
 }
 
-std::vector<CpuTicks> ParseProcStat(const std::string& text) {
-  std::vector<CpuTicks> cpus;
-  for (const std::string& line : Lines(text)) {
-    // "cpu" alone is the sum of all; "cpuN" one processor.
-    if (line.compare(0, 3, "cpu") != 0 || line.size() < 4 || line[3] < '0' || line[3] > '9') {
-      continue;
-    }
-    const std::vector<std::string> fields = Fields(line);
-    if (fields.size() < 5) continue;
-    // user nice system idle iowait irq softirq steal; guest time is already in user.
-    uint64_t ticks[8] = {};
-    for (size_t i = 0; i < 8 && i + 1 < fields.size(); ++i) ticks[i] = ToNumber(fields[i + 1]);
-    CpuTicks cpu;
-    cpu.index = static_cast<uint32_t>(ToNumber(fields[0].substr(3)));
-    cpu.busy = ticks[0] + ticks[1] + ticks[2] + ticks[5] + ticks[6] + ticks[7];
-    cpu.total = cpu.busy + ticks[3] + ticks[4];
-    cpus.push_back(cpu);
-  }
-  return cpus;
+bool SwapInUse(std::string_view meminfo) {
+  uint64_t total = 0;
+  uint64_t free = 0;
+  return FindKilobytes(meminfo, "SwapTotal", total) && FindKilobytes(meminfo, "SwapFree", free) &&
+         total > free;
 }
 
-uint32_t LoadBetween(const std::vector<CpuTicks>& before, const std::vector<CpuTicks>& after) {
-  std::vector<uint32_t> loads;
-  for (const CpuTicks& now : after) {
-    for (const CpuTicks& then : before) {
-      if (then.index != now.index) continue;
-      // A processor that went off line and came back starts counting again.
-      if (now.total <= then.total || now.busy < then.busy) break;
-      const uint64_t busy = now.busy - then.busy;
-      const uint64_t total = now.total - then.total;
-      loads.push_back(static_cast<uint32_t>(std::min<uint64_t>(busy, total) * 100 / total));
-      break;
-    }
-  }
-  return AverageLoad(loads.data(), loads.size());
+bool AnonymousKilobytes(std::string_view statm, uint64_t pageBytes, uint64_t& kilobytes) {
+  // size resident shared text lib data dt, in pages; shared counts file-backed
+  // and shared memory, so what is left of resident is anonymous.
+  uint64_t fields[3] = {};
+  if (Numbers(statm, fields, 3) < 3) return false;
+  kilobytes = (fields[1] > fields[2] ? fields[1] - fields[2] : 0) * (pageBytes / 1024);
+  return true;
+}
+
+bool ParseProcessorTicks(std::string_view stat, ProcessorTicks& out) {
+  // "cpu  user nice system idle iowait irq softirq steal guest guest_nice";
+  // guest time is already in user.
+  const size_t lineEnd = stat.find('\n');
+  if (stat.compare(0, 4, "cpu ") != 0 || lineEnd == std::string_view::npos) return false;
+  const std::string_view line = stat.substr(4, lineEnd - 4);
+  uint64_t ticks[8] = {};
+  if (Numbers(line, ticks, 8) < 4) return false;
+  out.busy = ticks[0] + ticks[1] + ticks[2] + ticks[5] + ticks[6] + ticks[7];
+  out.total = out.busy + ticks[3] + ticks[4];
+  return true;
 }
 
 void ParseCpuInfo(const std::string& text, uint32_t addressWidth, FactList<CpuInfo>& list,
@@ -321,6 +347,81 @@ bool ParseSoundCards(const std::string& text, DeviceInfo& out) {
     return true;
   }
   return false;
+}
+
+void ChooseHostAddress(const std::vector<uint32_t>& resolved,
+                       std::vector<InterfaceAddress> interfaces, StringBuf& out) {
+  auto usable = [](uint32_t address) {
+    return (address >> 24) != 0 && (address >> 24) != 127 && (address >> 16) != 0xA9FE;
+  };
+  uint32_t chosen = 0;
+  auto first = std::find_if(resolved.begin(), resolved.end(), usable);
+  if (first != resolved.end()) {
+    chosen = *first;
+  } else {
+    std::stable_sort(interfaces.begin(), interfaces.end(),
+                     [](const InterfaceAddress& a, const InterfaceAddress& b) {
+                       return a.index < b.index;
+                     });
+    for (const InterfaceAddress& i : interfaces) {
+      if (i.up && !i.loopback && usable(i.address)) {
+        chosen = i.address;
+        break;
+      }
+    }
+  }
+  out.Clear();
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    out.Append(static_cast<uint32_t>((chosen >> shift) & 0xFF), 10);
+    if (shift > 0) out.Append(QZ_TEXT('.'));
+  }
+}
+
+bool IsMachineId(std::string_view text) {
+  return text.size() == 32 &&
+         text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
+void AnonymousMachineIdentity(std::string_view machineId, StringBuf& out) {
+  // The library's own key: the same machine gives the same identity in every
+  // program that uses the library, and one that cannot be matched with the
+  // identifier itself or with what other programs derive from it.
+  static const unsigned char kKey[16] = {0xBE, 0x5A, 0xE1, 0xBF, 0x0E, 0xA9, 0xE4, 0xDA,
+                                         0x30, 0x73, 0x5D, 0x0B, 0x9F, 0x4D, 0xFF, 0x8F};
+  out.Clear();
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int size = 0;
+  const auto* text = reinterpret_cast<const unsigned char*>(machineId.data());
+  if (HMAC(EVP_sha256(), kKey, sizeof kKey, text, machineId.size(), digest, &size) == nullptr ||
+      size < 16) {
+    return;
+  }
+  AppendUpperHex(digest, 16, out);
+}
+
+void LocalTimeZoneAt(time_t when, TimeZoneInfo& out) {
+  out = TimeZoneInfo();
+  tm local;
+  if (localtime_r(&when, &local) == nullptr) return;
+  long standard = local.tm_gmtoff;
+  // Every offset of the local year, from a moment every twelve hours: no zone
+  // keeps an offset for less than a day. Local years start up to 14 hours
+  // before and 12 after the UTC one.
+  constexpr time_t kDay = 24 * 60 * 60;
+  tm yearStart = {};
+  yearStart.tm_year = local.tm_year;
+  yearStart.tm_mday = 1;
+  tm nextYearStart = yearStart;
+  nextYearStart.tm_year += 1;
+  const time_t end = timegm(&nextYearStart) + kDay;
+  for (time_t t = timegm(&yearStart) - kDay; t < end; t += kDay / 2) {
+    tm moment;
+    if (localtime_r(&t, &moment) != nullptr && moment.tm_year == local.tm_year) {
+      standard = std::min(standard, moment.tm_gmtoff);
+    }
+  }
+  out.offsetMinutes = static_cast<int32_t>(standard / 60);
+  out.daylight = local.tm_gmtoff != standard;
 }
 
 }  // namespace qz

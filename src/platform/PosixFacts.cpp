@@ -1,29 +1,7 @@
-// Facts about the user and the machine on Linux, from the system's own sources:
-//
-// | Fact                         | Source                                                     |
-// |------------------------------|------------------------------------------------------------|
-// | host name                    | gethostname, as its digest                                 |
-// | host address                 | getaddrinfo of the host name, first IPv4 address           |
-// | locale                       | LC_ALL, else LC_MESSAGES, else LANG ("en_US")              |
-// | compiler (src-lang)          | the compiler that built the library                        |
-// | user identity                | domain (below) \ getpwuid_r name of the effective user     |
-// | identity, personal info off  | /etc/machine-id (or D-Bus's copy), as its digest           |
-// | domain                       | NIS domain (uname), else the host name's DNS suffix        |
-// | OS name                      | /etc/os-release (or /usr/lib/os-release), else uname       |
-// | memory use                   | /proc/meminfo, /proc/self/status                           |
-// | processor load               | /proc/stat, since the previous reading (PosixCpuLoad)      |
-// | total memory                 | /proc/meminfo MemTotal                                     |
-// | processors                   | /proc/cpuinfo, highest speed from /sys cpufreq             |
-// | disks                        | /proc/self/mounts, statvfs, /dev/disk/by-uuid              |
-// | network adapters             | getifaddrs, speed from /sys/class/net                      |
-// | page files                   | /proc/swaps                                                |
-// | time zone                    | localtime_r: offset outside daylight-saving time           |
-// | system model                 | /sys/class/dmi/id                                          |
-// | screen and video             | the console frame buffer, /sys/class/graphics/fb0          |
-// | sound device                 | /proc/asound/cards                                         |
-// | modem, terminal services,    | nothing on Linux: empty values                             |
-// | domain role, power state,    |                                                            |
-// | memory modules               |                                                            |
+// Facts about the user and the machine on Linux, from the system's own files
+// and calls. The README's table "Machine facts on Linux" says which source
+// feeds which fact; the parsers are in PosixFactFiles, the probe's load in
+// PosixLoadSampler.
 #include <arpa/inet.h>
 #include <dirent.h>
 #include <ifaddrs.h>
@@ -50,6 +28,7 @@
 
 #include "platform/FactRules.h"
 #include "platform/PosixFactFiles.h"
+#include "platform/PosixLoadSampler.h"
 #include "platform/PosixPlatform.h"
 #include "types/Utf8.h"
 
@@ -123,37 +102,52 @@ std::string UserName() {
 // The same for every user of the machine, and no name in clear text.
 void MachineIdentifier(StringBuf& out) {
   for (const char* path : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
+    // "uninitialized" while the first boot has not written one.
     const std::string id = TrimmedFile(path);
-    if (!id.empty()) {
-      HashUtf8(id, out);
+    if (IsMachineId(id)) {
+      AnonymousMachineIdentity(id, out);
       return;
     }
   }
   out = QZ_TEXT("N/A");
 }
 
-// The first IPv4 address the host name resolves to.
-void ResolveHostAddress(const std::string& host, StringBuf& out) {
-  out.Clear();
-  if (host.empty()) return;
+// The IPv4 addresses the host name resolves to, in order.
+std::vector<uint32_t> ResolveHostName(const std::string& host) {
+  std::vector<uint32_t> addresses;
+  if (host.empty()) return addresses;
   addrinfo hints = {};
   hints.ai_family = AF_INET;
   hints.ai_socktype = SOCK_STREAM;
   hints.ai_protocol = IPPROTO_TCP;
   addrinfo* results = nullptr;
-  if (getaddrinfo(host.c_str(), nullptr, &hints, &results) != 0) return;
-  // Freed however this ends: appending to out may throw.
+  if (getaddrinfo(host.c_str(), nullptr, &hints, &results) != 0) return addresses;
+  // Freed however this ends: the list may fail to grow.
   std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owned(results, &freeaddrinfo);
   for (addrinfo* r = results; r != nullptr; r = r->ai_next) {
-    char text[INET_ADDRSTRLEN] = {};
-    if (r->ai_family != AF_INET ||
-        inet_ntop(AF_INET, &reinterpret_cast<sockaddr_in*>(r->ai_addr)->sin_addr, text,
-                  sizeof text) == nullptr) {
+    if (r->ai_family != AF_INET || r->ai_addr == nullptr) continue;
+    addresses.push_back(ntohl(reinterpret_cast<const sockaddr_in*>(r->ai_addr)->sin_addr.s_addr));
+  }
+  return addresses;
+}
+
+std::vector<InterfaceAddress> ReadInterfaceAddresses() {
+  std::vector<InterfaceAddress> addresses;
+  ifaddrs* list = nullptr;
+  if (getifaddrs(&list) != 0) return addresses;
+  std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owned(list, &freeifaddrs);
+  for (ifaddrs* i = list; i != nullptr; i = i->ifa_next) {
+    if (i->ifa_name == nullptr || i->ifa_addr == nullptr || i->ifa_addr->sa_family != AF_INET) {
       continue;
     }
-    out.Append(text);
-    break;
+    InterfaceAddress address;
+    address.index = if_nametoindex(i->ifa_name);
+    address.up = (i->ifa_flags & IFF_UP) != 0;
+    address.loopback = (i->ifa_flags & IFF_LOOPBACK) != 0;
+    address.address = ntohl(reinterpret_cast<const sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr);
+    addresses.push_back(address);
   }
+  return addresses;
 }
 
 uint32_t NumberFile(const std::string& path) {
@@ -217,15 +211,6 @@ std::string VolumeUuid(const std::string& device) {
 bool IsDirectory(const std::string& path) {
   struct stat info;
   return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-}
-
-// The UTC offset of local time at the given moment, and whether it is daylight-saving time.
-bool LocalOffset(time_t when, long& offsetSeconds, bool& daylight) {
-  tm local;
-  if (localtime_r(&when, &local) == nullptr) return false;
-  offsetSeconds = local.tm_gmtoff;
-  daylight = local.tm_isdst > 0;
-  return true;
 }
 
 // The compiler that built the library, in the form of a version number.
@@ -304,30 +289,7 @@ void PosixPlatform::DoGetUserInfo(UserInfo& info, bool, bool omitPersonalInfo) {
 }
 
 void PosixPlatform::DoGetTimeZoneInfo(TimeZoneInfo& info, bool) {
-  info = TimeZoneInfo();
-  const time_t now = time(nullptr);
-  long offset = 0;
-  if (!LocalOffset(now, offset, info.daylight)) return;
-  // The standard offset is the one of a moment outside daylight-saving time:
-  // now, or else the first of January or of July this year (one of them is
-  // outside it in either hemisphere).
-  tm year;
-  if (info.daylight && gmtime_r(&now, &year) != nullptr) {
-    for (int month : {0, 6}) {
-      tm probe = year;
-      probe.tm_mon = month;
-      probe.tm_mday = 1;
-      probe.tm_isdst = -1;
-      long probeOffset = 0;
-      bool probeDaylight = true;
-      const time_t when = mktime(&probe);
-      if (when != time_t(-1) && LocalOffset(when, probeOffset, probeDaylight) && !probeDaylight) {
-        offset = probeOffset;
-        break;
-      }
-    }
-  }
-  info.offsetMinutes = static_cast<int32_t>(offset / 60);
+  LocalTimeZoneAt(time(nullptr), info);
 }
 
 void PosixPlatform::DoGetPowerState(StringBuf& out, bool) { out.Clear(); }
@@ -359,11 +321,7 @@ void PosixPlatform::DoGetNetworkAdapters(FactList<NetworkAdapterInfo>& list, boo
 }
 
 void PosixPlatform::DoGetMemoryUse(MemoryUseInfo& info) {
-  std::string meminfo;
-  std::string status;
-  ReadSmallFile("/proc/meminfo", meminfo);
-  ReadSmallFile("/proc/self/status", status);
-  MemoryUseFromProc(meminfo, status, info);
+  PosixLoadSampler::Instance().GetMemoryUse(info);
 }
 
 void PosixPlatform::DoGetMemoryInfo(MemoryInfo& info, bool fullData) {
@@ -384,7 +342,7 @@ void PosixPlatform::DoGetHostInfo(HostInfo& info, bool omitPersonalInfo) {
     const std::string host = HostName();
     info.name.Clear();
     if (!host.empty()) HashUtf8(host, info.name);
-    ResolveHostAddress(host, info.ipAddress);
+    ChooseHostAddress(ResolveHostName(host), ReadInterfaceAddresses(), info.ipAddress);
   }
   LocaleName(getenv("LC_ALL"), getenv("LC_MESSAGES"), getenv("LANG"), info.locale);
   info.virtualized = false;
@@ -450,6 +408,6 @@ void PosixPlatform::DoGetPageFiles(FactList<PageFileInfo>& list, bool) {
   if (ReadSmallFile("/proc/swaps", text)) ParseSwaps(text, list);
 }
 
-uint32_t PosixPlatform::DoGetCpuLoad() { return cpuLoad.Read(); }
+uint32_t PosixPlatform::DoGetCpuLoad() { return PosixLoadSampler::Instance().CpuLoad(); }
 
 }  // namespace qz

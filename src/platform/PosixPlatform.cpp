@@ -19,6 +19,7 @@
 #include "offline/PosixOfflineData.h"
 #include "platform/CaughtException.h"
 #include "platform/DefaultEndpoint.h"
+#include "platform/PosixLoadSampler.h"
 #include "types/Utf8.h"
 
 namespace qz {
@@ -122,6 +123,8 @@ PosixPlatform::PosixPlatform() {
   EnsureGuidSeeded();
   // Not thread-safe, so once here in the load step rather than per transfer.
   curl_global_init(CURL_GLOBAL_DEFAULT);
+  // A probe before any thread has sampled measures from here.
+  PosixLoadSampler::Instance().Sample();
 }
 
 PosixPlatform::~PosixPlatform() { curl_global_cleanup(); }

@@ -3,7 +3,6 @@
 #define QZ_PLATFORM_POSIXPLATFORM_H
 
 #include "platform/Platform.h"
-#include "platform/PosixCpuLoad.h"
 
 namespace qz {
 
@@ -52,9 +51,6 @@ class PosixPlatform : public Platform {
   void DoLogInfo(const QZChar* source, const QZChar* message) override;
   void DoLogWarn(const QZChar* source, const QZChar* message) override;
   void DoLogError(const QZChar* source, const QZChar* message) override;
-
- private:
-  PosixCpuLoad cpuLoad;
 };
 
 }  // namespace qz

@@ -211,6 +211,7 @@ void ShowConfiguration(const char* label, const Configuration& c) {
   Flag("  IsVerifyServerCertificate", c.IsVerifyServerCertificate());
   Text("  GetServerCertificatePin", c.GetServerCertificatePin());
   Flag("  IsUseSystemProxy", c.IsUseSystemProxy());
+  Number("  GetOfflineStorageLimit", c.GetOfflineStorageLimit());
 }
 
 void ConfigurationMembers() {
@@ -237,6 +238,7 @@ void ConfigurationMembers() {
   c.SetVerifyServerCertificate(true);
   c.SetServerCertificatePin(kPin);
   c.SetUseSystemProxy(true);
+  c.SetOfflineStorageLimit((uint64_t{1} << 40) + 3);  // above 32 bits
   ShowConfiguration("Configuration (filled)", c);
 
   // Refusals leave the fields as they were.

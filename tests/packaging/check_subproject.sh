@@ -16,7 +16,7 @@ for way in subdirectory fetchcontent; do
     -DQZ_CONSUMER_STATIC=ON -DQZ_BUILD_STATIC=ON \
     -DCMAKE_DISABLE_FIND_PACKAGE_Python3=ON -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON \
     >"$dir.log" 2>&1 || abort "$way: the outside project did not configure" "$dir.log"
-  # The collector's libraries (libxml2, SQLite, libpq, cpp-httplib) were not
+  # The collector's libraries (libxml2, SQLite, libpq, Boost) were not
   # looked for.
   grep -q 'QZC_DEPS' "$dir/CMakeCache.txt" && fault "$way: qz looked for the collector's libraries"
   targets=$(cmake --build "$dir" --target help 2>&1)

@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/PosixCpuLoad.h"
 #include "platform/PosixFactFiles.h"
 #include "support/TestText.h"
 
@@ -15,60 +14,51 @@ using test::U8;
 
 std::string Text(const StringBuf& s) { return U8(s.ToString()); }
 
-// Two processors; between the samples cpu0 is busy 40 of 100 ticks (iowait
-// counts as idle, interrupts as busy) and cpu1 60 of 100.
-const char kStatBefore[] =
-    "cpu  300 10 90 1500 100 0 0 0 0 0\n"
-    "cpu0 100 0 50 800 50 0 0 0 0 0\n"
-    "cpu1 200 10 40 700 50 0 0 0 0 0\n"
-    "intr 1234 0 0\n"
-    "ctxt 99\n";
-const char kStatAfter[] =
-    "cpu  380 10 100 1590 110 5 5 0 0 0\n"
-    "cpu0 130 0 50 850 60 5 5 0 0 0\n"
-    "cpu1 250 10 50 740 50 0 0 0 0 0\n";
-
-TEST(PosixFactFilesTest, ProcStatSamplesGiveTheAverageLoad) {
-  const std::vector<CpuTicks> before = ParseProcStat(kStatBefore);
-  const std::vector<CpuTicks> after = ParseProcStat(kStatAfter);
-  ASSERT_EQ(2u, after.size());
-  EXPECT_EQ(50u, LoadBetween(before, after));
-  EXPECT_EQ(0u, LoadBetween(after, after));  // no time passed: nothing to report
-
-  PosixCpuLoad load(before);
-  EXPECT_EQ(50u, load.Update(after));
-  // A moment later: too short to measure, so the last result stands.
-  EXPECT_EQ(50u, load.Update(ParseProcStat("cpu0 131 0 50 851 60 5 5 0 0 0\n"
-                                           "cpu1 251 10 50 741 50 0 0 0 0 0\n")));
-  // Idle since the second sample.
-  EXPECT_EQ(0u, load.Update(ParseProcStat("cpu0 130 0 50 950 60 5 5 0 0 0\n"
-                                          "cpu1 250 10 50 840 50 0 0 0 0 0\n")));
-  EXPECT_EQ(0u, load.Update({}));  // unreadable
+TEST(PosixFactFilesTest, ProcStatFirstLineGivesTheProcessorTicks) {
+  // Busy: user, nice, system, irq, softirq, steal; idle and iowait are not.
+  ProcessorTicks ticks;
+  ASSERT_TRUE(ParseProcessorTicks("cpu  300 10 90 1500 100 4 6 20 7 0\n"
+                                  "cpu0 100 0 50 800 50 0 0 0 0 0\nintr 1234 0 0\n",
+                                  ticks));
+  EXPECT_EQ(430u, ticks.busy);
+  EXPECT_EQ(2030u, ticks.total);
+  // Kernels before 2.6 have four numbers.
+  ASSERT_TRUE(ParseProcessorTicks("cpu 5 0 5 90\n", ticks));
+  EXPECT_EQ(10u, ticks.busy);
+  EXPECT_EQ(100u, ticks.total);
+  // A line cut off by the buffer, a processor of its own first, too few numbers.
+  for (const char* text : {"cpu  300 10 90 1500 10", "cpu0 1 2 3 4\n", "cpu  1 2 3\n", "", "cpu"}) {
+    EXPECT_FALSE(ParseProcessorTicks(text, ticks)) << text;
+  }
 }
 
-TEST(PosixFactFilesTest, MeminfoAndStatusGiveMiB) {
-  const struct {
-    const char* meminfo;
-    const char* status;
-    uint32_t availableMB;
-    uint32_t usedMB;
-  } cases[] = {
-      {"MemTotal:       16318412 kB\nMemFree:         1000000 kB\n"
-       "MemAvailable:    8388608 kB\nSwapTotal:       2097152 kB\nSwapFree:        1048576 kB\n",
-       "Name:\tqz\nVmRSS:\t   51200 kB\nRssAnon:\t   30720 kB\nRssFile:\t   20480 kB\n"
-       "VmSwap:\t    2048 kB\n",
-       9216, 32},
-      // Older kernels: no estimate of available memory, no RssAnon.
-      {"MemTotal: 4194304 kB\nMemFree: 1048576 kB\nBuffers: 524288 kB\nCached: 524288 kB\n",
-       "VmRSS:\t   51200 kB\n", 2048, 50},
-      {"", "", 0, 0}};
-  for (const auto& c : cases) {
-    MemoryUseInfo use;
-    use.usedMB = 99;
-    MemoryUseFromProc(c.meminfo, c.status, use);
-    EXPECT_EQ(c.availableMB, use.availableMB) << c.meminfo;
-    EXPECT_EQ(c.usedMB, use.usedMB) << c.status;
-  }
+TEST(PosixFactFilesTest, MeminfoStatusAndStatmGiveKilobytes) {
+  const char meminfo[] =
+      "MemTotal:       16318412 kB\nMemFree:         1000000 kB\n"
+      "MemAvailable:    8388608 kB\nSwapTotal:       2097152 kB\nSwapFree:        1048576 kB\n";
+  EXPECT_EQ(8388608u + 1048576u, AvailableKilobytes(meminfo));
+  EXPECT_TRUE(SwapInUse(meminfo));
+  // Older kernels estimate nothing: free memory and caches; no swap at all.
+  const char old[] =
+      "MemTotal: 4194304 kB\nMemFree: 1048576 kB\nBuffers: 524288 kB\nCached: 524288 kB\n";
+  EXPECT_EQ(2097152u, AvailableKilobytes(old));
+  EXPECT_FALSE(SwapInUse(old));
+  EXPECT_FALSE(SwapInUse("SwapTotal: 2048 kB\nSwapFree: 2048 kB\n"));
+  EXPECT_EQ(0u, AvailableKilobytes(""));
+
+  uint64_t kilobytes = 7;
+  EXPECT_TRUE(FindKilobytes("Name:\tqz\nVmSwap:\t    2048 kB\n", "VmSwap", kilobytes));
+  EXPECT_EQ(2048u, kilobytes);
+  // A key that only starts the same, and a last line the buffer cut off.
+  EXPECT_FALSE(FindKilobytes("VmSwapX:\t1 kB\nVmSwap:\t    20", "VmSwap", kilobytes));
+  EXPECT_EQ(2048u, kilobytes);
+
+  // 4 KiB pages: 1200 resident, 400 of them file-backed or shared.
+  EXPECT_TRUE(AnonymousKilobytes("20000 1200 400 30 0 5000 0\n", 4096, kilobytes));
+  EXPECT_EQ(3200u, kilobytes);
+  EXPECT_TRUE(AnonymousKilobytes("20000 300 400 30 0 5000 0\n", 4096, kilobytes));
+  EXPECT_EQ(0u, kilobytes);  // read a moment apart, shared can pass resident
+  EXPECT_FALSE(AnonymousKilobytes("20000 1200", 4096, kilobytes));
 }
 
 TEST(PosixFactFilesTest, CpuinfoGivesOneProcessorPerPackage) {
@@ -208,6 +198,61 @@ TEST(PosixFactFilesTest, AdaptersHideAddressesWhenPersonalInfoIsOmitted) {
     EXPECT_EQ("", Text(adapter->description));
     EXPECT_EQ("", Text(adapter->macAddress));
   }
+}
+
+TEST(PosixFactFilesTest, HostAddressIsNeverLoopbackOrLinkLocal) {
+  const uint32_t kLoopback = 0x7F000101;   // 127.0.1.1, as Debian names the host
+  const uint32_t kLinkLocal = 0xA9FE0304;  // 169.254.3.4
+  auto up = [](uint32_t index, uint32_t address) {
+    InterfaceAddress i;
+    i.index = index;
+    i.up = true;
+    i.address = address;
+    return i;
+  };
+  InterfaceAddress lo = up(1, 0x7F000001);
+  lo.loopback = true;
+  InterfaceAddress down = up(2, 0x0A000002);  // 10.0.0.2 on an interface that is down
+  down.up = false;
+  // In the order getifaddrs gave them: the index decides.
+  const std::vector<InterfaceAddress> interfaces = {lo, up(5, 0xAC110001), down, up(3, kLinkLocal),
+                                                    up(4, 0xC0A8011E), up(4, 0xC0A8011F)};
+  const struct {
+    std::vector<uint32_t> resolved;
+    std::vector<InterfaceAddress> interfaces;
+    const char* expected;
+  } cases[] = {
+      {{kLoopback}, interfaces, "192.168.1.30"},
+      {{}, interfaces, "192.168.1.30"},  // the name does not resolve
+      {{kLoopback, 0x0A010203}, interfaces, "10.1.2.3"},
+      {{kLinkLocal, kLoopback}, {lo, down, up(3, kLinkLocal)}, "0.0.0.0"},
+      {{kLoopback}, {}, "0.0.0.0"},
+  };
+  for (const auto& c : cases) {
+    StringBuf out(QZ_TEXT("old"));
+    ChooseHostAddress(c.resolved, c.interfaces, out);
+    EXPECT_EQ(c.expected, Text(out));
+  }
+}
+
+TEST(PosixFactFilesTest, MachineIdentityIsAKeyedHashOfTheMachineId) {
+  const char id[] = "4b1c9e0f3a7d45e2b8c6d1f09a3e7c52";
+  EXPECT_TRUE(IsMachineId(id));
+  for (const char* text : {"uninitialized", "", "4b1c9e0f3a7d45e2b8c6d1f09a3e7c5",
+                           "4b1c9e0f-3a7d-45e2-b8c6-d1f09a3e7c52"}) {
+    EXPECT_FALSE(IsMachineId(text)) << text;
+  }
+  // HMAC-SHA256 with the library's key, first 16 bytes: computed apart with
+  // Python's hmac. A new key would give every machine a new identity.
+  StringBuf identity(QZ_TEXT("old"));
+  AnonymousMachineIdentity(id, identity);
+  EXPECT_EQ("37EDD52AF91A20225ECF07DD62714F03", Text(identity));
+  // Not the plain digest that anyone knowing the identifier can compute.
+  StringBuf plain;
+  StringBuf wide;
+  for (const char* p = id; *p != 0; ++p) wide.Append(static_cast<QZChar>(*p));
+  HashText(wide, plain);
+  EXPECT_NE(Text(plain), Text(identity));
 }
 
 }  // namespace

@@ -5,11 +5,15 @@
 #include <stdlib.h>
 #include <time.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <regex>
 #include <string>
 
 #include "platform/FactRules.h"
 #include "platform/Platform.h"
+#include "platform/PosixFactFiles.h"
 #include "support/TestText.h"
 
 namespace qz {
@@ -48,39 +52,135 @@ TEST(PosixFactsTest, OmittingPersonalInfoLeavesNoNameOrAddress) {
     EXPECT_EQ("", Text(adapter->macAddress));
   }
 
-  // Otherwise both identities are digests, never names.
+  // The machine's identifier never leaves as it is, nor as its plain digest.
+  std::ifstream file("/etc/machine-id");
+  std::string id;
+  if (std::getline(file, id) && IsMachineId(id)) {
+    StringBuf keyed;
+    AnonymousMachineIdentity(id, keyed);
+    EXPECT_EQ(Text(keyed), Text(first.name));
+  }
+
+  // Otherwise both identities are digests, never names, and the host's
+  // address is not loopback (here the host name resolves to 127.0.0.1).
   Platform::GetHostInfo(host, false);
   Platform::GetUserInfo(first, false, false);
   EXPECT_TRUE(IsDigest(host.name)) << Text(host.name);
   EXPECT_TRUE(IsDigest(first.name)) << Text(first.name);
+  EXPECT_TRUE(std::regex_match(Text(host.ipAddress), std::regex("[0-9]+(\\.[0-9]+){3}")))
+      << Text(host.ipAddress);
+  EXPECT_NE(0u, Text(host.ipAddress).find("127.")) << Text(host.ipAddress);
 }
 
-TEST(PosixFactsTest, TimeZoneIsTheStandardOffset) {
-  const char* saved = getenv("TZ");
-  const std::string previous = saved != nullptr ? saved : "";
-  // Between them one of the two zones is on daylight-saving time on any date.
+// TZ for the life of the object.
+class TimeZoneScope {
+ public:
+  TimeZoneScope() : saved(getenv("TZ") != nullptr), previous(saved ? getenv("TZ") : "") {}
+  ~TimeZoneScope() {
+    if (saved) {
+      setenv("TZ", previous.c_str(), 1);
+    } else {
+      unsetenv("TZ");
+    }
+    tzset();
+  }
+  void Use(const std::string& zone) {
+    setenv("TZ", zone.c_str(), 1);
+    tzset();
+  }
+
+ private:
+  bool saved;
+  std::string previous;
+};
+
+time_t MiddayUtc(int year, int month, int day) {
+  tm t = {};
+  t.tm_year = year - 1900;
+  t.tm_mon = month - 1;
+  t.tm_mday = day;
+  t.tm_hour = 12;
+  return timegm(&t);
+}
+
+long OffsetAt(time_t when) {
+  tm local = {};
+  localtime_r(&when, &local);
+  return local.tm_gmtoff;
+}
+
+TEST(PosixFactsTest, EveryTimeZoneHasItsStandardOffsetAsWindowsDefinesIt) {
+  TimeZoneScope scope;
+  const time_t winter = MiddayUtc(2025, 1, 15);
+  const time_t summer = MiddayUtc(2025, 7, 15);
   const struct {
     const char* zone;
     int32_t offsetMinutes;
-  } cases[] = {{"UTC0", 0}, {"EST5EDT,M3.2.0,M11.1.0", -300},
-               {"AEST-10AEDT,M10.1.0,M4.1.0/3", 600}, {"IST-5:30", 330}};
-  for (const auto& c : cases) {
-    setenv("TZ", c.zone, 1);
-    tzset();
-    TimeZoneInfo info;
-    Platform::GetTimeZoneInfo(info, false);
-    const time_t now = time(nullptr);
-    tm local;
-    ASSERT_NE(nullptr, localtime_r(&now, &local));
-    EXPECT_EQ(c.offsetMinutes, info.offsetMinutes) << c.zone;
-    EXPECT_EQ(local.tm_isdst > 0, info.daylight) << c.zone;
+    bool daylightInJanuary;
+    bool daylightInJuly;
+  } named[] = {
+      {"Europe/Dublin", 0, false, true},  // its data marks winter time as daylight saving
+      // +01 all year but for a month around Ramadan at +00.
+      {"Africa/Casablanca", 0, true, true},
+      {"Africa/El_Aaiun", 0, true, true},
+      {"Africa/Windhoek", 120, false, false},  // winter time abolished in 2017
+      {"Australia/Lord_Howe", 630, true, false},  // half an hour of daylight saving
+      {"Pacific/Chatham", 765, true, false},
+      {"Asia/Kolkata", 330, false, false},
+      {"America/New_York", -300, false, true},
+      {"EST5EDT,M3.2.0,M11.1.0", -300, false, true},  // a rule of TZ itself, no file
+      {"<+0930>-9:30<+1030>,M10.1.0,M4.1.0/3", 570, true, false},
+  };
+  for (const auto& c : named) {
+    scope.Use(c.zone);
+    TimeZoneInfo january;
+    TimeZoneInfo july;
+    LocalTimeZoneAt(winter, january);
+    LocalTimeZoneAt(summer, july);
+    EXPECT_EQ(c.offsetMinutes, january.offsetMinutes) << c.zone;
+    EXPECT_EQ(c.offsetMinutes, july.offsetMinutes) << c.zone;
+    EXPECT_EQ(c.daylightInJanuary, january.daylight) << c.zone;
+    EXPECT_EQ(c.daylightInJuly, july.daylight) << c.zone;
   }
-  if (saved != nullptr) {
-    setenv("TZ", previous.c_str(), 1);
-  } else {
-    unsetenv("TZ");
+
+  // Every other zone of the system's data: in 2025 the lower of the January
+  // and July offsets is the lowest of the year (Morocco's are named above).
+  const std::filesystem::path root = "/usr/share/zoneinfo";
+  int zones = 0;
+  for (auto i = std::filesystem::recursive_directory_iterator(root);
+       i != std::filesystem::recursive_directory_iterator(); ++i) {
+    const std::string name = i->path().lexically_relative(root).string();
+    if (i->is_directory() && (name == "posix" || name == "right")) {
+      i.disable_recursion_pending();  // the same zones again
+      continue;
+    }
+    char magic[4] = {};
+    std::ifstream file(i->path(), std::ios::binary);
+    if (!i->is_regular_file() || !file.read(magic, 4) || std::string(magic, 4) != "TZif" ||
+        name == "localtime" || name == "posixrules" || name.rfind("Africa/Casablanca", 0) == 0 ||
+        name.rfind("Africa/El_Aaiun", 0) == 0) {
+      continue;
+    }
+    scope.Use(name);
+    ++zones;
+    const long standard = std::min(OffsetAt(winter), OffsetAt(summer));
+    for (time_t when : {winter, summer}) {
+      TimeZoneInfo info;
+      LocalTimeZoneAt(when, info);
+      EXPECT_EQ(standard / 60, info.offsetMinutes) << name;
+      EXPECT_EQ(OffsetAt(when) != standard, info.daylight) << name;
+    }
   }
-  tzset();
+  EXPECT_GT(zones, 300);
+
+  // What the platform reports is the same rule now.
+  scope.Use("Europe/Dublin");
+  TimeZoneInfo now;
+  TimeZoneInfo expected;
+  Platform::GetTimeZoneInfo(now, true);
+  LocalTimeZoneAt(time(nullptr), expected);
+  EXPECT_EQ(0, now.offsetMinutes);
+  EXPECT_EQ(expected.daylight, now.daylight);
 }
 
 TEST(PosixFactsTest, ThisMachineGivesPlausibleFacts) {

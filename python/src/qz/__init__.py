@@ -100,6 +100,7 @@ _SIGNATURES: Dict[str, Tuple[Any, List[Any]]] = {
     "SetVerifyServerCertificate": (None, [_H, _I]),
     "SetServerCertificatePin": (None, [_H, _T]),
     "SetUseSystemProxy": (None, [_H, _I]),
+    "SetOfflineStorageLimit": (None, [_H, _U64]),
     # Getters: what the library stored (GUIDs upper case, values clamped).
     "GetConfigurationCompanyID": (_H, [_H]), "GetConfigurationCompanyName": (_H, [_H]),
     "GetConfigurationApplicationID": (_H, [_H]), "GetConfigurationApplicationType": (_H, [_H]),
@@ -115,6 +116,7 @@ _SIGNATURES: Dict[str, Tuple[Any, List[Any]]] = {
     "IsConfigurationOmitPersonalInfo": (_I, [_H]), "IsConfigurationFullData": (_I, [_H]),
     "IsConfigurationVerifyServerCertificate": (_I, [_H]),
     "IsConfigurationUseSystemProxy": (_I, [_H]), "GetConfigurationEndpointTimeout": (_L, [_H]),
+    "GetConfigurationOfflineStorageLimit": (_U64, [_H]),
     "GetBinaryInfoID": (_H, [_H]), "GetBinaryInfoName": (_H, [_H]),
     "GetBinaryInfoVersion": (_H, [_H]), "GetBinaryInfoClassName": (_H, [_H]),
     "GetBinaryInfoMethodName": (_H, [_H]), "GetBinaryInfoModifiedDateString": (_H, [_H]),
@@ -124,7 +126,6 @@ _SIGNATURES: Dict[str, Tuple[Any, List[Any]]] = {
     "GetFlowControllerQuietGain": (_U, [_H]),
     "GetFlowControllerMaximumSequentialFailureCount": (_U, [_H]),
     "GetFlowControllerRetryTimeout": (_L, [_H]),
-   
     "GetExceptionInfoEventType": (_I, [_H]),
     "GetExceptionInfoEventTypeString": (_H, [_H]), "GetExceptionInfoType": (_H, [_H]),
     "GetExceptionInfoMessage": (_H, [_H]), "GetExceptionInfoUserContact": (_H, [_H]),
@@ -357,6 +358,10 @@ class Configuration(_Object):
         """Opt-in (Windows): the current user's proxy settings instead of WinHTTP's default."""
         self._call("SetUseSystemProxy", _flag(use))
 
+    def set_offline_storage_limit(self, limit_bytes: int) -> None:
+        """Bytes the company's folder of stored batches may hold; 0 (the default) for no limit."""
+        self._call("SetOfflineStorageLimit", _integer(limit_bytes, _U64, "offline storage limit"))
+
     def set_default_ids(self, message_group: Optional[str], default_session: Optional[str]) -> bool:
         """True when both were stored (or cleared with None); False when the
         library refused them (not GUIDs)."""
@@ -427,6 +432,9 @@ class Configuration(_Object):
 
     def get_endpoint_timeout(self) -> int:
         return int(self._call("GetConfigurationEndpointTimeout"))
+
+    def get_offline_storage_limit(self) -> int:
+        return int(self._call("GetConfigurationOfflineStorageLimit"))
 
 
 class BinaryInfo(_Object):

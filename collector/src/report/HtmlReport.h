@@ -1,0 +1,22 @@
+// The report as one HTML page with inline SVG charts and no external assets,
+// served at "/". Every figure is also in a data- attribute of its table row,
+// so that tools (and tests) can read the page's numbers back.
+#ifndef QZ_COLLECTOR_HTMLREPORT_H
+#define QZ_COLLECTOR_HTMLREPORT_H
+
+#include <string>
+
+#include "report/Report.h"
+
+namespace qz {
+namespace collector {
+
+class HtmlReport {
+ public:
+  static std::string Render(const Report& report);
+};
+
+}  // namespace collector
+}  // namespace qz
+
+#endif  // QZ_COLLECTOR_HTMLREPORT_H
