@@ -14,7 +14,14 @@
     @def QZ_TEXT
     A literal of QZChar units: L"..." on Windows, u"..." in C++ and in C11 or
     later elsewhere; not defined in C99 on Linux, which has no UTF-16
-    literals. */
+    literals.
+
+    QZ_USE_FLAT_ABI, defined (to anything) by a host, or by this header under
+    Visual C++ and clang-cl (_MSC_VER), makes the class headers give the same
+    classes as inline code over the flat functions (qz/qz_inline.h) instead
+    of the library's exported classes, whose GCC ABI those compilers cannot
+    call. Every translation unit of a program must agree; the library itself
+    refuses it. */
 #ifndef QZ_EXPORT_H
 #define QZ_EXPORT_H
 
@@ -32,6 +39,20 @@
 #  else
 #    define QZ_API
 #  endif
+#endif
+
+/* Which C++ classes the headers give. qzwin32.dll's own classes follow the GCC
+   ABI (MinGW), which Visual C++ and clang-cl (_MSC_VER) cannot call; for them
+   the headers give the same classes as inline code over the flat functions
+   (qz/qz_inline.h). QZ_USE_FLAT_ABI, defined to anything, asks for those on any
+   compiler. Every translation unit of a program must agree (outside Visual C++
+   the two kinds are different types, so a program that mixes them fails to
+   link). */
+#if defined(_MSC_VER) && !defined(QZ_USE_FLAT_ABI)
+#  define QZ_USE_FLAT_ABI 1
+#endif
+#if defined(QZ_USE_FLAT_ABI) && defined(QZ_BUILDING_DLL)
+#  error "QZ_USE_FLAT_ABI is for hosts: the library itself is built with the classes it exports"
 #endif
 
 /* One UTF-16 code unit on every platform. QZ_TEXT("...") makes a literal of

@@ -4,7 +4,7 @@
 
     Each function forwards to the class operation its description names and
     has that operation's contract, plus these rules: handles are the classes'
-    objects (opaque to C); every setter and Delete function ignores a null
+    objects (opaque to C and to Visual C++); every setter and Delete function ignores a null
     handle; texts are NUL-terminated UTF-16; booleans are int (0 false,
     anything else true; returned ones are 0 or 1); long is 32 bits on Windows
     and 64 on Linux; no exception leaves a function (what is thrown inside is
@@ -13,11 +13,12 @@
    (C, and any language that can call a shared library's functions). Compiles as C99
    and as C++.
 
-   Handles are the library's own objects: to a C++ compiler they are the classes of
-   qz/qz.h, so an object made here may be passed to the classes and the reverse; to a
-   C compiler they are opaque. The host owns what it creates and frees it with the
-   matching Delete function; the library keeps nothing after a call returns.
-   A Create function returns null when memory runs out.
+   Handles are the library's own objects: to a C++ compiler that uses the library's
+   exported classes they are the classes of qz/qz.h, so an object made here may be
+   passed to the classes and the reverse; to a C compiler, and under QZ_USE_FLAT_ABI
+   (Visual C++, see qz/export.h), they are opaque. The host owns what it creates and
+   frees it with the matching Delete function; the library keeps nothing after a
+   call returns. A Create function returns null when memory runs out.
 
    Texts are NUL-terminated UTF-16 (QZChar, 16-bit units on every system).
    Booleans are int: 0 is false, anything else true; returned ones are 0 or 1.
@@ -30,26 +31,29 @@
 
 #include "qz/export.h"
 
-#ifdef __cplusplus
+#if defined(__cplusplus) && !defined(QZ_USE_FLAT_ABI)
 namespace qz {
 class Configuration;
 class BinaryInfo;
 class ExtendedKeys;
+class ExtendedKey;
 class FlowController;
 class ExceptionInfo;
+class StringBuf;
 }  // namespace qz
 typedef qz::Configuration QZConfiguration;
 typedef qz::BinaryInfo QZBinaryInfo;
 typedef qz::ExtendedKeys QZExtendedKeys;
+typedef qz::ExtendedKey QZExtendedKey;
 typedef qz::FlowController QZFlowController;
 typedef qz::ExceptionInfo QZExceptionInfo;
-extern "C" {
+typedef qz::StringBuf QZStringBuf;
 #else
 /** @name Handles
-    Opaque to C: in C++ they are the classes qz::Configuration,
-    qz::BinaryInfo, qz::ExtendedKeys, qz::FlowController and
-    qz::ExceptionInfo, so an object made here may be passed to the classes
-    and the reverse. */
+    Opaque to C and under QZ_USE_FLAT_ABI; to C++ with the exported classes
+    they are the classes qz::Configuration, qz::BinaryInfo, qz::ExtendedKeys,
+    qz::ExtendedKey, qz::FlowController, qz::ExceptionInfo and qz::StringBuf,
+    so an object made here may be passed to the classes and the reverse. */
 /**@{*/
 
 /** A qz::Configuration. */
@@ -58,11 +62,18 @@ typedef struct QZConfiguration QZConfiguration;
 typedef struct QZBinaryInfo QZBinaryInfo;
 /** A qz::ExtendedKeys. */
 typedef struct QZExtendedKeys QZExtendedKeys;
+/** A qz::ExtendedKey, one property of an ExtendedKeys. */
+typedef struct QZExtendedKey QZExtendedKey;
 /** A qz::FlowController. */
 typedef struct QZFlowController QZFlowController;
 /** A qz::ExceptionInfo. */
 typedef struct QZExceptionInfo QZExceptionInfo;
+/** A qz::StringBuf. */
+typedef struct QZStringBuf QZStringBuf;
 /**@}*/
+#endif
+#ifdef __cplusplus
+extern "C" {
 #endif
 
 /** @name Object lifetime */
@@ -237,6 +248,185 @@ QZ_API void SetUseSystemProxy(QZConfiguration* config, int use);
 /** Configuration::SetOfflineStorageLimit: bytes the company's folder of
     stored batches may hold; 0, the default, for no limit. */
 QZ_API void SetOfflineStorageLimit(QZConfiguration* config, uint64_t bytes);
+
+/* The rest of the classes' members, for hosts that use the library through these
+   functions alone (the inline classes of qz/qz_inline.h are made of them). Each
+   wraps the member its name says: Assign<Class> is the class's assignment from a
+   pointer (a null source resets to the defaults), Get<Class><Field> and
+   Is<Class><Field> its getters, <Class><Operation> any other operation.
+   Returned texts belong to the object and stay valid until that field changes or
+   the object is deleted. A null handle gives an empty text, 0 or false. */
+
+/** @name Copies */
+/**@{*/
+
+/** The class's assignment from a pointer (Configuration::operator=, ...):
+    the fields of from, or the defaults when from is null. A null target is
+    ignored. */
+QZ_API void AssignConfiguration(QZConfiguration* config, const QZConfiguration* from);
+QZ_API void AssignBinaryInfo(QZBinaryInfo* binaryInfo, const QZBinaryInfo* from);
+QZ_API void AssignFlowController(QZFlowController* flow, const QZFlowController* from);
+QZ_API void AssignExceptionInfo(QZExceptionInfo* info, const QZExceptionInfo* from);
+/**@}*/
+
+/** @name Reading a Configuration */
+/**@{*/
+
+/** The qz::Configuration getter of the same name without "Configuration"
+    (GetConfigurationCompanyID: Configuration::GetCompanyID, ...). Texts
+    belong to the object and stay valid until that field changes or the
+    object is deleted; a null handle gives an empty text, 0 or false. */
+QZ_API const QZChar* GetConfigurationCompanyID(const QZConfiguration* config);
+QZ_API const QZChar* GetConfigurationCompanyName(const QZConfiguration* config);
+QZ_API const QZChar* GetConfigurationApplicationID(const QZConfiguration* config);
+QZ_API const QZChar* GetConfigurationApplicationType(const QZConfiguration* config);
+QZ_API const QZChar* GetConfigurationApplicationName(const QZConfiguration* config);
+QZ_API const QZChar* GetConfigurationApplicationVersion(const QZConfiguration* config);
+QZ_API const QZChar* GetConfigurationApplicationInstanceID(const QZConfiguration* config);
+QZ_API const QZChar* GetConfigurationEndpointLocation(const QZConfiguration* config);
+QZ_API const QZChar* GetConfigurationMessageGroup(const QZConfiguration* config);
+QZ_API const QZChar* GetConfigurationDefaultSession(const QZConfiguration* config);
+QZ_API int IsConfigurationUseSSL(const QZConfiguration* config);
+QZ_API int IsConfigurationOptIn(const QZConfiguration* config);
+QZ_API int IsConfigurationOffline(const QZConfiguration* config);
+QZ_API int IsConfigurationSendDisabled(const QZConfiguration* config);
+QZ_API int IsConfigurationSupportOfflineStorage(const QZConfiguration* config);
+QZ_API int IsConfigurationOmitPersonalInfo(const QZConfiguration* config);
+QZ_API int IsConfigurationFullData(const QZConfiguration* config);
+QZ_API long GetConfigurationEndpointTimeout(const QZConfiguration* config);
+QZ_API int IsConfigurationVerifyServerCertificate(const QZConfiguration* config);
+QZ_API const QZChar* GetConfigurationServerCertificatePin(const QZConfiguration* config);
+QZ_API int IsConfigurationUseSystemProxy(const QZConfiguration* config);
+QZ_API uint64_t GetConfigurationOfflineStorageLimit(const QZConfiguration* config);
+/**@}*/
+
+/** @name Reading a BinaryInfo */
+/**@{*/
+
+/** The qz::BinaryInfo getter of the same name without "BinaryInfo"
+    (GetBinaryInfoID: BinaryInfo::GetID, ...); as for the Configuration's. */
+QZ_API const QZChar* GetBinaryInfoID(const QZBinaryInfo* binaryInfo);
+QZ_API const QZChar* GetBinaryInfoName(const QZBinaryInfo* binaryInfo);
+QZ_API const QZChar* GetBinaryInfoVersion(const QZBinaryInfo* binaryInfo);
+QZ_API const QZChar* GetBinaryInfoClassName(const QZBinaryInfo* binaryInfo);
+QZ_API const QZChar* GetBinaryInfoMethodName(const QZBinaryInfo* binaryInfo);
+QZ_API const QZChar* GetBinaryInfoModifiedDateString(const QZBinaryInfo* binaryInfo);
+QZ_API uint64_t GetBinaryInfoModifiedDate(const QZBinaryInfo* binaryInfo);
+/**@}*/
+
+/* ExtendedKeys: the properties in key order. A property handle stays valid until
+   its key is added again or its ExtendedKeys is deleted; kinds: 0 text, 1 int,
+   2 long, 3 float, 4 double. */
+/** ExtendedKeys::Size: the number of properties (0 for a null handle). */
+QZ_API uint64_t GetExtendedKeysSize(const QZExtendedKeys* keys);
+/** ExtendedKeys::Get: the property at index in key order; null when index is
+    not below the size. */
+QZ_API const QZExtendedKey* GetExtendedKey(const QZExtendedKeys* keys, uint64_t index);
+/** @name Reading a property */
+/**@{*/
+
+/** ExtendedKey::Key, ExtendedKey::Value and ExtendedKey::GetKind (0 text,
+    1 int, 2 long, 3 float, 4 double). A null handle gives an empty text or 0. */
+QZ_API const QZChar* GetExtendedKeyKey(const QZExtendedKey* property);
+QZ_API const QZChar* GetExtendedKeyValue(const QZExtendedKey* property);
+QZ_API int GetExtendedKeyKind(const QZExtendedKey* property);
+/**@}*/
+
+/* FlowController. The run takes its offline, offline-storage and send-disabled
+   flags from the configuration, whatever these say. */
+/** @name More of a FlowController */
+/**@{*/
+
+/** The qz::FlowController member of the same name without "FlowController"
+    (SetFlowControllerOffline: FlowController::SetOffline,
+    GetFlowControllerQueueSize: FlowController::GetQueueSize, ...). The run
+    takes its offline, offline-storage and send-disabled flags from the
+    configuration, whatever these say. A null handle gives 0 or false. */
+QZ_API void SetFlowControllerOffline(QZFlowController* flow, int offline);
+QZ_API void SetFlowControllerSupportOfflineStorage(QZFlowController* flow, int supported);
+QZ_API void SetFlowControllerSendDisabled(QZFlowController* flow, int sendDisabled);
+QZ_API uint64_t GetFlowControllerQueueSize(const QZFlowController* flow);
+QZ_API uint64_t GetFlowControllerHighWater(const QZFlowController* flow);
+QZ_API unsigned int GetFlowControllerMaximumInterval(const QZFlowController* flow);
+QZ_API unsigned int GetFlowControllerMinimumInterval(const QZFlowController* flow);
+QZ_API unsigned int GetFlowControllerGain(const QZFlowController* flow);
+QZ_API unsigned int GetFlowControllerQuietGain(const QZFlowController* flow);
+QZ_API unsigned int GetFlowControllerMaximumSequentialFailureCount(const QZFlowController* flow);
+QZ_API long GetFlowControllerRetryTimeout(const QZFlowController* flow);
+QZ_API int IsFlowControllerOffline(const QZFlowController* flow);
+QZ_API int IsFlowControllerSupportOfflineStorage(const QZFlowController* flow);
+QZ_API int IsFlowControllerSendDisabled(const QZFlowController* flow);
+/**@}*/
+/** @name Pacing */
+/**@{*/
+
+/** FlowController::GetInterval, MessagesToDrop, OKToTransmit and OnSend: the
+    pacing the library's sending threads do with their own controllers. */
+QZ_API unsigned int FlowControllerGetInterval(QZFlowController* flow, uint64_t count);
+QZ_API uint64_t FlowControllerMessagesToDrop(const QZFlowController* flow, uint64_t count);
+QZ_API int FlowControllerOKToTransmit(const QZFlowController* flow);
+QZ_API void FlowControllerOnSend(QZFlowController* flow, int success);
+/**@}*/
+
+/** @name Reading an ExceptionInfo */
+/**@{*/
+
+/** The qz::ExceptionInfo getter of the same name without "ExceptionInfo"
+    (GetExceptionInfoType: ExceptionInfo::GetType, ...; the event type string
+    is "caught", "uncaught" or "thrown"); as for the Configuration's. */
+QZ_API int GetExceptionInfoEventType(const QZExceptionInfo* info);
+QZ_API const QZChar* GetExceptionInfoEventTypeString(const QZExceptionInfo* info);
+QZ_API const QZChar* GetExceptionInfoType(const QZExceptionInfo* info);
+QZ_API const QZChar* GetExceptionInfoMessage(const QZExceptionInfo* info);
+QZ_API const QZChar* GetExceptionInfoUserContact(const QZExceptionInfo* info);
+QZ_API const QZChar* GetExceptionInfoUserComment(const QZExceptionInfo* info);
+/**@}*/
+/** Caught, Uncaught or Thrown given an exception whose what() is the text: the
+   event type 100, 200 or 300 (any other value does nothing), and the message
+    replaced by the text, each byte one character; the type name stays. */
+QZ_API void ExceptionInfoFromException(QZExceptionInfo* info, int eventType, const char* what);
+
+/* StringBuf: the library's string. The functions that may need memory return 1,
+   or 0 when it ran out (the string is then as it was); a Create function returns
+   null then. The text is never null and holds GetStringBufLength characters
+   before its terminator (more when NULs were appended). */
+/** @name StringBuf */
+/**@{*/
+
+/** qz::StringBuf's members: Create (a capacity, or a copy of a text) and
+    Delete, assignment from a text, its text, length, capacity and growth,
+    Append (exactly count characters, NULs included; 8-bit text, each byte one
+    character; numbers in a radix; a double), Clear, Trim, the case changes,
+    StartsWith, LastIndexOf and SubString (from start, with or without a
+    count). Functions that may need memory return 1, or 0 when it ran out
+    (the string is then as it was); a Create function returns null then. The
+    text is never null. A null handle is ignored: the functions that may need
+    memory give 1, the reads 0 (LastIndexOf -1) or an empty text. */
+QZ_API QZStringBuf* CreateStringBuf(uint64_t capacity);
+QZ_API QZStringBuf* CreateStringBufFromText(const QZChar* text);
+QZ_API void DeleteStringBuf(QZStringBuf* text);
+QZ_API int AssignStringBuf(QZStringBuf* text, const QZChar* from);
+QZ_API const QZChar* GetStringBufText(const QZStringBuf* text);
+QZ_API uint64_t GetStringBufLength(const QZStringBuf* text);
+QZ_API uint64_t GetStringBufCapacity(const QZStringBuf* text);
+QZ_API uint64_t GetStringBufGrowth(const QZStringBuf* text);
+/* Exactly count characters of chars, NULs included. */
+QZ_API int StringBufAppend(QZStringBuf* text, const QZChar* chars, uint64_t count);
+/* Each byte one character. */
+QZ_API int StringBufAppendNarrow(QZStringBuf* text, const char* narrow);
+QZ_API int StringBufAppendInt32(QZStringBuf* text, int32_t value, int32_t radix);
+QZ_API int StringBufAppendUInt32(QZStringBuf* text, uint32_t value, int32_t radix);
+QZ_API int StringBufAppendUInt64(QZStringBuf* text, uint64_t value, int32_t radix);
+QZ_API int StringBufAppendDouble(QZStringBuf* text, double value);
+QZ_API void StringBufClear(QZStringBuf* text);
+QZ_API void StringBufTrim(QZStringBuf* text);
+QZ_API void StringBufToUpperCase(QZStringBuf* text);
+QZ_API void StringBufToLowercase(QZStringBuf* text);
+QZ_API int StringBufStartsWith(const QZStringBuf* text, const QZChar* prefix, uint64_t offset);
+QZ_API int64_t StringBufLastIndexOf(QZStringBuf* text, QZChar c);
+QZ_API void StringBufSubString(QZStringBuf* text, int64_t start, uint64_t count);
+QZ_API void StringBufSubStringFrom(QZStringBuf* text, int64_t start);
+/**@}*/
 
 #ifdef __cplusplus
 }
