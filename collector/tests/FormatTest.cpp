@@ -65,7 +65,8 @@ TEST(FormatTest, DurationsAndCountsOfAnySign) {
 }
 
 TEST(FormatTest, ChartScalesLeaveRoomAboveTheLargestValue) {
-  EXPECT_EQ(200, Charts::NiceCeiling(100));
+  EXPECT_EQ(120, Charts::NiceCeiling(100));
+  EXPECT_EQ(120, Charts::NiceCeiling(98));
   EXPECT_EQ(1, Charts::NiceCeiling(0));
   EXPECT_EQ(1e19, Charts::NiceCeiling(9.2e18));
   // One point: in the middle, below the top.

@@ -34,7 +34,7 @@ double Charts::NiceCeiling(double value) {
   if (!(value > 0) || !std::isfinite(value)) return 1;
   const double target = value * 1.05;
   double step = std::pow(10.0, std::floor(std::log10(target)));
-  for (double m : {1.0, 2.0, 5.0, 10.0}) {
+  for (double m : {1.0, 1.2, 1.5, 2.0, 2.5, 3.0, 4.0, 5.0, 6.0, 8.0, 10.0}) {
     if (m * step >= target) return m * step;
   }
   return 10 * step;

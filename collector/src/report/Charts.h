@@ -25,7 +25,8 @@ class Charts {
   static std::string Lines(const std::vector<std::string>& labels, const std::vector<Series>& series,
                            const std::string& unit);
   static std::string Bars(const std::vector<Bar>& bars, size_t colour = 0);
-  // 1, 2 or 5 times a power of ten, above value.
+  // A round number (1, 1.2, 1.5, 2, 2.5, 3, 4, 5, 6 or 8 times a power of
+  // ten) at least 5 % above value.
   static double NiceCeiling(double value);
   static std::string Number(double value);  // "12", "1.5", "3.2e+15"
 };

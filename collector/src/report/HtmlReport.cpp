@@ -60,11 +60,12 @@ std::string Head(const Report& r) {
       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
       H(Format::Cut(title, 80)) +
       "</title>\n<style>\n"
-      "body{font-family:sans-serif;margin:20px;color:#222;max-width:1040px}"
+      "body{font-family:sans-serif;margin:20px;color:#222;max-width:1060px}"
       "h1{font-size:1.4em;margin:0 0 8px}h2{margin-top:28px;border-bottom:1px solid #ccc;font-size:1.15em}"
       "h3{font-size:1em;margin:16px 0 4px}"
-      "table{border-collapse:collapse;margin-top:8px}td,th{padding:3px 10px;text-align:left;border-bottom:1px solid #eee}"
-      "td.n,th.n{text-align:right}.chart text{font-size:11px;fill:#333}.empty{color:#777;font-style:italic}"
+      "table{border-collapse:collapse;margin-top:8px;font-size:14px}"
+      "td,th{padding:3px 7px;text-align:left;border-bottom:1px solid #eee;vertical-align:top}"
+      "td.n,th.n{text-align:right;white-space:nowrap}td span{overflow-wrap:anywhere}.chart text{font-size:11px;fill:#333}.empty{color:#777;font-style:italic}"
       "nav{margin:6px 0}nav a{margin-right:12px}nav a.current{font-weight:bold;text-decoration:none;color:#222}"
       "form label{margin-right:12px}pre{background:#f6f6f6;padding:6px;white-space:pre-wrap;max-width:900px}"
       ".totals span{margin-right:18px}.id{border-bottom:1px dotted #888}\n"
@@ -198,7 +199,7 @@ std::string Features(const Report& r) {
     out += "<tr" + Attr("data-name", f.name) + Attr("data-users", N(f.users)) + Attr("data-uses", N(f.Uses())) +
            Attr("data-ticks", N(f.ticks)) + Attr("data-starts", N(f.starts)) + Attr("data-pairs", N(f.pairs)) +
            Attr("data-clamped", N(f.clamped)) + Attr("data-median-ms", N(f.medianMs)) + Attr("data-p90-ms", N(f.p90Ms)) +
-           "><td>" + Named(f.name) + "</td><td class=\"n\">" + C(f.users) + "</td><td class=\"n\">" +
+           "><td>" + Named(f.name, 40) + "</td><td class=\"n\">" + C(f.users) + "</td><td class=\"n\">" +
            Format::Percent(static_cast<double>(f.users), static_cast<double>(r.users)) + "</td><td class=\"n\">" +
            C(f.Uses()) + "</td><td class=\"n\">" + C(f.ticks) + "</td><td class=\"n\">" + C(f.starts) +
            "</td><td class=\"n\">" + C(f.pairs) + (f.clamped > 0 ? " (" + C(f.clamped) + " out of bounds)" : "") +

@@ -128,6 +128,7 @@ class Loader {
       return false;
     }
     for (const auto& row : q.rows) r.versionsInUse.push_back({Text(row[0]), Int(row[1])});
+    Where("d", params);  // the parameters of active again
     if (!Query("SELECT COALESCE(u.os, ''), COUNT(DISTINCT u.host_hash)" + active +
                    " AND u.host_hash IS NOT NULL GROUP BY COALESCE(u.os, '') ORDER BY 2 DESC, 1",
                params, q)) {
