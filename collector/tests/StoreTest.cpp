@@ -321,6 +321,26 @@ TEST_P(StoreTest, ReportFigures) {
   EXPECT_NE(std::string::npos, HtmlReport::Render(r).find("No messages in this range."));
 }
 
+// The offline sender may deliver a run's first batch after its later ones.
+TEST_P(StoreTest, AStopStoredBeforeItsStartIsTimedWhenTheStartComes) {
+  TestBatch later(50), first(51);
+  later.group = first.group;
+  later.messages = {test::Feature(Guid(2), first.group, 4000, Guid(1), "Export", "stop")};
+  first.messages = {test::Feature(Guid(1), first.group, 1000, Guid(1), "Export", "start")};
+  Write(later);
+  Write(first);
+  Write(first);
+  ReportFilter filter;
+  filter.view = "features";
+  filter.from = filter.to = "2026-01-02";
+  Report r;
+  std::string error;
+  ASSERT_TRUE(Report::Load(*store, filter, "2026-01-05", r, error)) << error;
+  ASSERT_EQ(1u, r.features.size());
+  EXPECT_EQ(1, r.features[0].pairs);
+  EXPECT_EQ(3000, r.features[0].medianMs);
+}
+
 // A start in year 1 and its stop in year 9999, twice, and a stop before its
 // start: each pair is clamped, sums cannot overflow, every view renders.
 TEST_P(StoreTest, AbsurdDurationsAreClampedAndTheReportStillWorks) {

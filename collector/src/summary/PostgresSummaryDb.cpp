@@ -31,7 +31,7 @@ std::string ArrayOf(const SummaryRows& rows, size_t column) {
 }  // namespace
 
 bool PostgresSummaryDb::Run(const std::string& sql, const std::vector<std::string>& params,
-                            std::vector<std::pair<std::string, std::string>>* out, std::string& error) {
+                            std::vector<std::vector<std::string>>* out, std::string& error) {
   std::vector<const char*> values;
   for (const std::string& p : params) values.push_back(p.c_str());
   std::unique_ptr<PGresult, void (*)(PGresult*)> r(
@@ -47,14 +47,16 @@ bool PostgresSummaryDb::Run(const std::string& sql, const std::vector<std::strin
   }
   if (out != nullptr) {
     for (int i = 0; i < PQntuples(r.get()); ++i) {
-      out->emplace_back(PQgetvalue(r.get(), i, 0), PQnfields(r.get()) > 1 ? PQgetvalue(r.get(), i, 1) : "");
+      std::vector<std::string> row;
+      for (int c = 0; c < PQnfields(r.get()); ++c) row.emplace_back(PQgetvalue(r.get(), i, c));
+      out->push_back(std::move(row));
     }
   }
   return true;
 }
 
 bool PostgresSummaryDb::Insert(const SummaryTable& table, const SummaryRows& rows, bool returning,
-                               std::vector<std::pair<std::string, std::string>>* out, std::string& error) {
+                               std::vector<std::vector<std::string>>* out, std::string& error) {
   std::string source = "SELECT * FROM unnest(";
   std::vector<std::string> params;
   for (size_t c = 0; c < table.columns.size(); ++c) {
@@ -72,22 +74,23 @@ bool PostgresSummaryDb::Upsert(const SummaryTable& table, const SummaryRows& row
 
 bool PostgresSummaryDb::Claim(const SummaryTable& table, const SummaryRows& rows, std::set<std::string>& claimed,
                               std::string& error) {
-  std::vector<std::pair<std::string, std::string>> out;
+  std::vector<std::vector<std::string>> out;
   if (!Insert(table, rows, true, &out, error)) return false;
-  for (const auto& r : out) claimed.insert(r.first);
+  for (const auto& r : out) claimed.insert(r[0]);
   return true;
 }
 
-bool PostgresSummaryDb::Select(const char* table, const char* key, const char* column,
-                               const std::vector<std::string>& keys, std::map<std::string, std::string>& found,
-                               std::string& error) {
+bool PostgresSummaryDb::Select(const char* table, const char* key, const std::vector<std::string>& columns,
+                               const std::vector<std::string>& keys,
+                               std::map<std::string, std::vector<std::string>>& found, std::string& error) {
   SummaryRows rows;
   for (const std::string& k : keys) rows.push_back({Value(k)});
-  std::vector<std::pair<std::string, std::string>> out;
-  const std::string sql = std::string("SELECT ") + key + ", " + column + "::text FROM " + table + " WHERE " + key +
-                          " = ANY($1::text[]) AND " + column + " IS NOT NULL";
+  std::string sql = std::string("SELECT ") + key;
+  for (const std::string& c : columns) sql += ", COALESCE(" + c + "::text, '')";
+  sql += std::string(" FROM ") + table + " WHERE " + key + " = ANY($1::text[])";
+  std::vector<std::vector<std::string>> out;
   if (!Run(sql, {ArrayOf(rows, 0)}, &out, error)) return false;
-  for (auto& r : out) found[r.first] = std::move(r.second);
+  for (auto& r : out) found[r[0]].assign(r.begin() + 1, r.end());
   return true;
 }
 

@@ -21,17 +21,18 @@ class PostgresSummaryDb : public SummaryDb {
   bool Upsert(const SummaryTable& table, const SummaryRows& rows, std::string& error) override;
   bool Claim(const SummaryTable& table, const SummaryRows& rows, std::set<std::string>& claimed,
              std::string& error) override;
-  bool Select(const char* table, const char* key, const char* column, const std::vector<std::string>& keys,
-              std::map<std::string, std::string>& found, std::string& error) override;
+  bool Select(const char* table, const char* key, const std::vector<std::string>& columns,
+              const std::vector<std::string>& keys, std::map<std::string, std::vector<std::string>>& found,
+              std::string& error) override;
   // The SQLSTATE of the last failure, "" when none came.
   const std::string& SqlState() const { return sqlState; }
 
  private:
-  // Runs sql with the parameters; rows of the answer's first two columns go to out.
+  // Runs sql with the parameters; the answer's rows go to out.
   bool Run(const std::string& sql, const std::vector<std::string>& params,
-           std::vector<std::pair<std::string, std::string>>* out, std::string& error);
+           std::vector<std::vector<std::string>>* out, std::string& error);
   bool Insert(const SummaryTable& table, const SummaryRows& rows, bool returning,
-              std::vector<std::pair<std::string, std::string>>* out, std::string& error);
+              std::vector<std::vector<std::string>>* out, std::string& error);
 
   PGconn* db;
   std::string sqlState;

@@ -56,17 +56,22 @@ bool SqliteSummaryDb::Claim(const SummaryTable& table, const SummaryRows& rows, 
   return Insert(table, SummarySql::Insert(table, SummarySql::Placeholders(table), false), rows, &claimed, error);
 }
 
-bool SqliteSummaryDb::Select(const char* table, const char* key, const char* column,
-                             const std::vector<std::string>& keys, std::map<std::string, std::string>& found,
+bool SqliteSummaryDb::Select(const char* table, const char* key, const std::vector<std::string>& columns,
+                             const std::vector<std::string>& keys, std::map<std::string, std::vector<std::string>>& found,
                              std::string& error) {
-  sqlite3_stmt* s =
-      Statement(std::string("SELECT ") + column + " FROM " + table + " WHERE " + key + " = ?", error);
+  std::string list;
+  for (const std::string& c : columns) list += (list.empty() ? "" : ", ") + c;
+  sqlite3_stmt* s = Statement("SELECT " + list + " FROM " + table + " WHERE " + key + " = ?", error);
   if (s == nullptr) return false;
   for (const std::string& k : keys) {
     sqlite3_bind_text(s, 1, k.data(), static_cast<int>(k.size()), SQLITE_STATIC);
     const int code = sqlite3_step(s);
-    if (code == SQLITE_ROW && sqlite3_column_type(s, 0) != SQLITE_NULL) {
-      found[k] = reinterpret_cast<const char*>(sqlite3_column_text(s, 0));
+    if (code == SQLITE_ROW) {
+      std::vector<std::string>& row = found[k];
+      for (int c = 0; c < static_cast<int>(columns.size()); ++c) {
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(s, c));
+        row.emplace_back(text != nullptr ? std::string(text, static_cast<size_t>(sqlite3_column_bytes(s, c))) : "");
+      }
     }
     sqlite3_reset(s);
     if (code != SQLITE_ROW && code != SQLITE_DONE) {

@@ -23,8 +23,9 @@ class SqliteSummaryDb : public SummaryDb {
   bool Upsert(const SummaryTable& table, const SummaryRows& rows, std::string& error) override;
   bool Claim(const SummaryTable& table, const SummaryRows& rows, std::set<std::string>& claimed,
              std::string& error) override;
-  bool Select(const char* table, const char* key, const char* column, const std::vector<std::string>& keys,
-              std::map<std::string, std::string>& found, std::string& error) override;
+  bool Select(const char* table, const char* key, const std::vector<std::string>& columns,
+              const std::vector<std::string>& keys, std::map<std::string, std::vector<std::string>>& found,
+              std::string& error) override;
 
  private:
   sqlite3_stmt* Statement(const std::string& sql, std::string& error);

@@ -25,9 +25,11 @@ class SummaryDb {
   // Writes the rows that are new and names them by their first column.
   virtual bool Claim(const SummaryTable& table, const SummaryRows& rows, std::set<std::string>& claimed,
                      std::string& error) = 0;
-  // column of each row of table whose key column is one of keys, by key.
-  virtual bool Select(const char* table, const char* key, const char* column, const std::vector<std::string>& keys,
-                      std::map<std::string, std::string>& found, std::string& error) = 0;
+  // The columns (as text, NULL as "") of each row of table whose key column
+  // is one of keys, by key.
+  virtual bool Select(const char* table, const char* key, const std::vector<std::string>& columns,
+                      const std::vector<std::string>& keys, std::map<std::string, std::vector<std::string>>& found,
+                      std::string& error) = 0;
 };
 
 }  // namespace collector

@@ -104,6 +104,16 @@ std::vector<SummaryTable> MakeTables() {
         {"memory_mb", T, nullptr},  // an unsigned 64-bit count, as text
         {"screen", T, nullptr}},
        1, Merge::Keep},
+      {"report_open_stops",
+       {{"start_id", T, nullptr},
+        {"stop_id", T, nullptr},
+        {"company_id", T, nullptr},
+        {"application_id", T, nullptr},
+        {"day", T, nullptr},
+        {"version", T, nullptr},
+        {"name", T, nullptr},
+        {"stop_ms", I, nullptr}},
+       1, Merge::Keep},
   };
 }
 

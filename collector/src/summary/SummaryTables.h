@@ -41,6 +41,7 @@ enum class SummaryId {
   Faults,        // faults with their first exception and its stack
   Probes,        // performance probes
   Profiles,      // system profiles: the facts the report shows
+  OpenStops,     // stops stored before their start (a run's batches out of order)
 };
 
 class SummaryTables {

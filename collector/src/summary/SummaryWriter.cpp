@@ -115,6 +115,9 @@ std::string Processor(const Row& cpu) {
   return out;
 }
 
+// Both times lie within years 1-9999, so their difference fits.
+int64_t Clamped(int64_t ms) { return std::min(std::max<int64_t>(ms, 0), SummaryWriter::kMaxDurationMs); }
+
 }  // namespace
 
 bool SummaryWriter::Update(SummaryDb& db, const std::vector<const Row*>& rows, std::string& error) {
@@ -130,22 +133,32 @@ bool SummaryWriter::Update(SummaryDb& db, const std::vector<const Row*>& rows, s
   for (const Row* m : index.messages) {
     if (claimed.count(Text(m->values[1])) > 0) ids.push_back(*m->values[0]);
   }
-  std::map<std::string, std::string> owner;
-  if (!ids.empty() && !db.Select("messages", "id", "batch_id", ids, owner, error)) return false;
+  std::map<std::string, std::vector<std::string>> owner;
+  if (!ids.empty() && !db.Select("messages", "id", {"batch_id"}, ids, owner, error)) return false;
 
-  // Starts of the stops in this group that are not in it themselves.
-  std::vector<std::string> missing;
+  // Starts of the stops in this group that are not in it themselves, and
+  // stops stored earlier that wait for the starts in it.
+  std::vector<std::string> missing, starts;
   for (const Row* m : index.messages) {
     const Row* f = index.First(TableId::Features, *m->values[0]);
-    if (f == nullptr || Text(f->values[2]) != "stop" || Text(f->values[3]) == *m->values[0]) continue;
+    if (f == nullptr) continue;
+    if (Text(f->values[2]) == "start") starts.push_back(*m->values[0]);
+    if (Text(f->values[2]) != "stop" || Text(f->values[3]) == *m->values[0]) continue;
     if (index.messageById.count(Text(f->values[3])) == 0) missing.push_back(Text(f->values[3]));
   }
-  std::map<std::string, std::string> startMs;
-  if (!missing.empty() && !db.Select("messages", "id", "generated_ms", missing, startMs, error)) return false;
+  std::map<std::string, std::vector<std::string>> startMs, waiting;
+  if (!missing.empty() && !db.Select("messages", "id", {"generated_ms"}, missing, startMs, error)) return false;
+  if (!starts.empty() &&
+      !db.Select("report_open_stops", "start_id",
+                 {"stop_id", "company_id", "application_id", "day", "version", "name", "stop_ms"}, starts, waiting,
+                 error)) {
+    return false;
+  }
 
   Pending apps(SummaryId::Apps), runs(SummaryId::Runs), runDays(SummaryId::RunDays), daily(SummaryId::Daily),
       featureDays(SummaryId::FeatureDays), featureRuns(SummaryId::FeatureRuns), durations(SummaryId::Durations),
-      faults(SummaryId::Faults), probes(SummaryId::Probes), profiles(SummaryId::Profiles);
+      faults(SummaryId::Faults), probes(SummaryId::Probes), profiles(SummaryId::Profiles),
+      openStops(SummaryId::OpenStops);
   for (const auto& b : index.batches) {
     const Row& batch = *b.second;
     apps.Add({Value(Text(batch.values[9])), Value(Text(batch.values[11])), batch.values[10], batch.values[12]});
@@ -160,7 +173,7 @@ bool SummaryWriter::Update(SummaryDb& db, const std::vector<const Row*>& rows, s
     const std::string kind = Text(m->values[3]);
     const int64_t generated = Int(m->values[5]);
     const auto own = owner.find(id);
-    const bool counted = own != owner.end() && own->second == batchIt->first;
+    const bool counted = own != owner.end() && own->second.at(0) == batchIt->first;
 
     runDays.Add({Value(p.company), Value(p.application), Value(p.day), Value(p.version), Value(p.group)});
     if (counted) {
@@ -182,6 +195,13 @@ bool SummaryWriter::Update(SummaryDb& db, const std::vector<const Row*>& rows, s
       const Row* f = index.First(TableId::Features, id);
       if (f == nullptr) continue;
       const std::string event = Text(f->values[2]), name = Text(f->values[1]), group = Text(f->values[3]);
+      const auto late = waiting.find(id);
+      if (event == "start" && late != waiting.end()) {
+        const auto& w = late->second;  // stop_id, company, application, day, version, name, stop_ms
+        const int64_t ms = std::strtoll(w[6].c_str(), nullptr, 10) - generated;
+        durations.Add({Value(w[0]), Value(w[1]), Value(w[2]), Value(w[3]), Value(w[4]), Value(w[5]),
+                       Number(Clamped(ms)), Number(Clamped(ms) != ms ? 1 : 0)});
+      }
       if (event == "tick" || event == "start") {
         featureRuns.Add({Value(p.company), Value(p.application), Value(p.day), Value(p.version), Value(name),
                          Value(p.group)});
@@ -196,15 +216,17 @@ bool SummaryWriter::Update(SummaryDb& db, const std::vector<const Row*>& rows, s
           start = Int(here->second->values[5]);
         } else {
           const auto stored = startMs.find(group);
-          if (stored == startMs.end()) continue;  // its start is not stored (yet): not timed
-          start = std::strtoll(stored->second.c_str(), nullptr, 10);
+          if (stored == startMs.end()) {
+            // Its start comes later: timed when it does.
+            openStops.Add({Value(group), Value(id), Value(p.company), Value(p.application), Value(p.day),
+                           Value(p.version), Value(name), Number(generated)});
+            continue;
+          }
+          start = std::strtoll(stored->second.at(0).c_str(), nullptr, 10);
         }
-        // Both times lie within years 1-9999, so the difference fits.
-        int64_t ms = generated - start;
-        const bool clamped = ms < 0 || ms > kMaxDurationMs;
-        ms = std::min(std::max<int64_t>(ms, 0), kMaxDurationMs);
+        const int64_t ms = generated - start;
         durations.Add({Value(id), Value(p.company), Value(p.application), Value(p.day), Value(p.version), Value(name),
-                       Number(ms), Number(clamped ? 1 : 0)});
+                       Number(Clamped(ms)), Number(Clamped(ms) != ms ? 1 : 0)});
       }
     } else if (kind == "fault") {
       const Row* f = index.First(TableId::Faults, id);
@@ -237,7 +259,7 @@ bool SummaryWriter::Update(SummaryDb& db, const std::vector<const Row*>& rows, s
     }
   }
   for (const Pending* p : {&apps, &runs, &runDays, &daily, &featureDays, &featureRuns, &durations, &faults, &probes,
-                           &profiles}) {
+                           &profiles, &openStops}) {
     if (!p->Write(db, error)) return false;
   }
   return true;
