@@ -7,6 +7,14 @@
 // or $QZ_COLLECTOR) is started anew for each row, on SQLite in a temporary
 // folder, or on PostgreSQL when QZ_BENCH_POSTGRES_DIR names a server that
 // collector/tests/postgres.sh started (its processor time is counted too).
+// The rows ".../reports:1" and ".../reports:2" post the same way while 16
+// other clients reload the report from its own listener without pause: the
+// five views in turn (served from the report's cache most of the time), or
+// each time another range of days (never from the cache). With
+// QZ_BENCH_SEED_DB (an SQLite file, such as the one qz_report_bench fills)
+// the SQLite rows start from a copy of it, so that the report reads a
+// million messages. QZ_BENCH_OLD_COLLECTOR=1 runs a collector from before
+// the report's listener (as $QZ_COLLECTOR), for comparison.
 //
 //   qz_collector_bench [--benchmark_filter=sqlite]
 #include <benchmark/benchmark.h>
@@ -20,6 +28,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <ctime>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
@@ -123,8 +132,43 @@ class Client {
 struct Server {
   pid_t pid = 0;
   int port = 0;
+  int reportPort = 0;
   std::string log;
 };
+
+enum Reports { kNoReports, kCachedReports, kUncachedReports };
+
+// A client of the report that reloads it until stopped; reloads counts the pages.
+void Reload(int port, Reports mode, int client, const std::atomic<bool>& stop, std::atomic<int>& reloads,
+            std::atomic<int>& failed) {
+  static const char* const views[] = {"overview", "features", "stability", "performance", "machines"};
+  std::unique_ptr<test::TlsClient> connection;
+  for (int n = 0; !stop; ++n) {
+    if (!connection) {
+      connection = std::make_unique<test::TlsClient>();
+      if (!connection->Connect(port, 30000)) {
+        connection.reset();
+        ++failed;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        continue;
+      }
+    }
+    std::string target = std::string("/?view=") + views[(n + client) % 5];
+    if (mode == kUncachedReports) {
+      // Another first day each time: nothing to take from the cache.
+      const int back = 30 + (n * 16 + client) % 3000;
+      const auto now = std::chrono::system_clock::now() - std::chrono::hours(24 * back);
+      const std::time_t t = std::chrono::system_clock::to_time_t(now);
+      char day[16];
+      std::strftime(day, sizeof day, "%Y-%m-%d", std::gmtime(&t));
+      target += std::string("&from=") + day;
+    }
+    const bool ok = connection->SendAll("GET " + target + " HTTP/1.1\r\nHost: x\r\n\r\n") &&
+                    connection->ReadAnswer().status == 200;
+    (ok ? reloads : failed)++;
+    if (!ok) connection.reset();
+  }
+}
 
 Server StartCollector(const std::string& folder, const std::string& postgres) {
   Server s;
@@ -132,7 +176,12 @@ Server StartCollector(const std::string& folder, const std::string& postgres) {
   const std::string ports = folder + "/ports";
   std::vector<std::string> args = {Collector(), "serve", "--https-port", "0", "--ports-file", ports,
                                    "--cert", folder + "/cert.pem", "--key", folder + "/key.pem"};
+  // A collector from before the report's listener (to compare with) knows no such option.
+  if (std::getenv("QZ_BENCH_OLD_COLLECTOR") == nullptr) args.insert(args.end(), {"--report-listen", "127.0.0.1:0"});
   if (postgres.empty()) {
+    if (const char* seed = std::getenv("QZ_BENCH_SEED_DB")) {
+      std::system(("cp '" + std::string(seed) + "' '" + folder + "/bench.db'").c_str());
+    }
     args.insert(args.end(), {"--db", folder + "/bench.db", "--create"});
   } else {
     args.insert(args.end(), {"--postgres", postgres});
@@ -146,11 +195,12 @@ Server StartCollector(const std::string& folder, const std::string& postgres) {
     execv(argv[0], argv.data());
     _exit(127);
   }
-  // "HTTP HTTPS" once listening; there is no HTTP port.
+  // "HTTP HTTPS REPORT" once listening ("HTTP HTTPS" from an older one); there is no HTTP port.
   int http = 0;
-  for (int i = 0; i < 3000 && !(std::ifstream(ports) >> http >> s.port); ++i) {
+  for (int i = 0; i < 6000 && !(std::ifstream(ports) >> http >> s.port); ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
+  std::ifstream(ports) >> http >> http >> s.reportPort;
   return s;
 }
 
@@ -185,6 +235,7 @@ std::string NewPostgresDatabase(const std::string& dir, pid_t& server) {
 
 void Load(benchmark::State& state, bool postgres) {
   const Connect mode = static_cast<Connect>(state.range(0));
+  const Reports reports = static_cast<Reports>(state.range(1));
   const char* postgresDir = std::getenv("QZ_BENCH_POSTGRES_DIR");
   if (postgres && postgresDir == nullptr) {
     state.SkipWithError("set QZ_BENCH_POSTGRES_DIR to a folder of collector/tests/postgres.sh");
@@ -215,6 +266,11 @@ void Load(benchmark::State& state, bool postgres) {
     const double collector0 = ProcessCpuSeconds(server.pid);
     const double database0 = postgres ? TreeCpuSeconds(database) : 0;
     const auto start = Clock::now();
+    std::atomic<int> reloads{0}, reloadsFailed{0};
+    std::vector<std::thread> readers;
+    for (int c = 0; reports != kNoReports && c < kClients; ++c) {
+      readers.emplace_back(Reload, server.reportPort, reports, c, std::cref(stop), std::ref(reloads), std::ref(reloadsFailed));
+    }
     std::vector<std::thread> clients;
     for (int c = 0; c < kClients; ++c) {
       clients.emplace_back([&] {
@@ -231,6 +287,7 @@ void Load(benchmark::State& state, bool postgres) {
     }
     stop = true;
     for (std::thread& t : clients) t.join();
+    for (std::thread& t : readers) t.join();
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
     state.SetIterationTime(seconds);
     const double batches = stored.load();
@@ -240,6 +297,10 @@ void Load(benchmark::State& state, bool postgres) {
     state.counters["batches/s"] = batches / seconds;
     state.counters["messages/s"] = batches * kMessages / seconds;
     state.counters["failed"] = failed.load();
+    if (reports != kNoReports) {
+      state.counters["reloads/s"] = reloads / seconds;
+      state.counters["reloads_failed"] = reloadsFailed.load();
+    }
     state.counters["cpu_us/batch"] = (generator + collector + db) * 1e6 / batches;
     state.counters["collector_us"] = collector * 1e6 / batches;
     state.counters["generator_us"] = generator * 1e6 / batches;
@@ -256,8 +317,12 @@ void Load(benchmark::State& state, bool postgres) {
 void Sqlite(benchmark::State& state) { Load(state, false); }
 void Postgres(benchmark::State& state) { Load(state, true); }
 
-// Arg: 0 a new connection and handshake per post, 1 kept-alive connections.
-BENCHMARK(Sqlite)->Name("sqlite/https")->DenseRange(0, 1)->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
-BENCHMARK(Postgres)->Name("postgres/https")->DenseRange(0, 1)->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
+// Args: 0 a new connection and handshake per post, 1 kept-alive connections;
+// 0 no report, 1 16 clients reloading the report's views, 2 the same with a
+// new range each time.
+BENCHMARK(Sqlite)->Name("sqlite/https")->ArgNames({"kept", "reports"})->Args({0, 0})->Args({1, 0})->Args({1, 1})
+    ->Args({1, 2})->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
+BENCHMARK(Postgres)->Name("postgres/https")->ArgNames({"kept", "reports"})->Args({0, 0})->Args({1, 0})->Args({1, 1})
+    ->Args({1, 2})->Iterations(1)->UseManualTime()->Unit(benchmark::kSecond);
 
 }  // namespace

@@ -24,7 +24,7 @@ def main():
     db = os.path.join(work, "c.db")
     ports = os.path.join(work, "ports")
     log = open(os.path.join(work, "log"), "w")
-    server = subprocess.Popen([collector, "--db", db, "--create", "--http-port", "0", "--https-port", "0",
+    server = subprocess.Popen([collector, "--db", db, "--create", "--http-port", "0", "--https-port", "0", "--report-listen", "127.0.0.1:0",
                                "--ports-file", ports, "--verbose"], stdout=log, stderr=log)
     failures = []
     try:

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "summary/SummaryWriter.h"
+
 namespace qz {
 namespace collector {
 
@@ -59,6 +61,7 @@ bool Prepare(const std::string& path, bool create, std::string& error) {
 }  // namespace
 
 SqliteStore::~SqliteStore() {
+  summary.reset();
   for (sqlite3_stmt* s : inserts) sqlite3_finalize(s);
   sqlite3_close(reader);
   sqlite3_close(writer);
@@ -92,6 +95,7 @@ std::unique_ptr<SqliteStore> SqliteStore::Open(const std::string& path, bool cre
   }
   sqlite3_busy_timeout(store->reader, kBusyTimeoutMs);
   store->inserts.assign(Tables::All().size(), nullptr);
+  store->summary = std::make_unique<SqliteSummaryDb>(store->writer);
   return store;
 }
 
@@ -150,6 +154,11 @@ WriteStatus SqliteStore::Write(const std::vector<const Rows*>& batches, std::str
       if (code != SQLITE_DONE) return Fail(code, std::string("insert into ") + table.name, error);
     }
   }
+  std::vector<const Row*> all;
+  for (const Rows* rows : batches) {
+    for (const Row& row : *rows) all.push_back(&row);
+  }
+  if (!SummaryWriter::Update(*summary, all, error)) return Fail(sqlite3_errcode(writer), error, error);
   code = sqlite3_exec(writer, "COMMIT", nullptr, nullptr, nullptr);
   if (code != SQLITE_OK) return Fail(code, "commit", error);
   return WriteStatus::Stored;

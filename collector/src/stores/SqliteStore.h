@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "stores/Store.h"
+#include "summary/SqliteSummaryDb.h"
 
 namespace qz {
 namespace collector {
@@ -40,6 +41,7 @@ class SqliteStore : public Store {
   sqlite3* reader = nullptr;
   std::mutex readerLock;
   std::vector<sqlite3_stmt*> inserts;  // per table, made on first use
+  std::unique_ptr<SqliteSummaryDb> summary;  // the report's tables, on the writer
 };
 
 }  // namespace collector
