@@ -1,7 +1,7 @@
 // qz-collector under load from a generator of its own process, as the
 // library's clients would load it: batches as the library writes them (30
 // messages, about 11 KB, every id new) posted over HTTPS by 16 clients at
-// once, each waiting for its 204 (which comes only once the batch is synced
+// once (QZ_BENCH_CLIENTS for another number), each waiting for its 204 (which comes only once the batch is synced
 // to disk). Two ways to connect: a new connection and handshake per post, as
 // the library posts, and kept-alive connections. The collector (the program beside this one,
 // or $QZ_COLLECTOR) is started anew for each row, on SQLite in a temporary
@@ -45,7 +45,17 @@ namespace {
 using namespace qz::collector;
 using Clock = std::chrono::steady_clock;
 
+// Posting clients, as many hosts posting at once: each group commit takes
+// what arrived while the one before it synced, so more clients make larger
+// groups until the writer's own work per batch is the limit.
 constexpr int kClients = 16;
+// Clients reloading the report.
+constexpr int kReaders = 16;
+
+int Clients() {
+  const char* n = std::getenv("QZ_BENCH_CLIENTS");
+  return n != nullptr && std::atoi(n) > 0 ? std::atoi(n) : kClients;
+}
 constexpr double kSeconds = 6.0;
 constexpr int kMessages = 30;
 // Enough requests made up front for the fastest row; the generator's
@@ -268,11 +278,11 @@ void Load(benchmark::State& state, bool postgres) {
     const auto start = Clock::now();
     std::atomic<int> reloads{0}, reloadsFailed{0};
     std::vector<std::thread> readers;
-    for (int c = 0; reports != kNoReports && c < kClients; ++c) {
+    for (int c = 0; reports != kNoReports && c < kReaders; ++c) {
       readers.emplace_back(Reload, server.reportPort, reports, c, std::cref(stop), std::ref(reloads), std::ref(reloadsFailed));
     }
     std::vector<std::thread> clients;
-    for (int c = 0; c < kClients; ++c) {
+    for (int c = 0; c < Clients(); ++c) {
       clients.emplace_back([&] {
         Client client(server.port, mode);
         while (!stop) {
@@ -297,6 +307,7 @@ void Load(benchmark::State& state, bool postgres) {
     state.counters["batches/s"] = batches / seconds;
     state.counters["messages/s"] = batches * kMessages / seconds;
     state.counters["failed"] = failed.load();
+    state.counters["clients"] = Clients();
     if (reports != kNoReports) {
       state.counters["reloads/s"] = reloads / seconds;
       state.counters["reloads_failed"] = reloadsFailed.load();
