@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/TimeText.h"
+#include "ingest/CharacterReferences.h"
 
 namespace qz {
 namespace collector {
@@ -233,24 +234,6 @@ bool IsValid(Kind kind, const std::string& v) {
   return false;
 }
 
-void AppendUtf8(std::string& out, uint32_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  }
-}
-
 class Scanner {
  public:
   explicit Scanner(const std::string& body) : p(body.data()), end(body.data() + body.size()) {}
@@ -352,7 +335,7 @@ class Scanner {
         c = 0xFFFD;
       }
     }
-    AppendUtf8(out, c);
+    CharacterReferences::AppendUtf8(out, c);
     p = after;
     return true;
   }
