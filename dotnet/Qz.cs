@@ -94,6 +94,7 @@ namespace Qz
         public void SetVerifyServerCertificate(bool verify) { Native.SetVerifyServerCertificate(Ref, verify ? 1 : 0); }
         public void SetServerCertificatePin(string pins) { Native.SetServerCertificatePin(Ref, Text(pins, "pins")); }
         public void SetUseSystemProxy(bool use) { Native.SetUseSystemProxy(Ref, use ? 1 : 0); }
+        public void SetOfflineStorageLimit(ulong bytes) { Native.SetOfflineStorageLimit(Ref, bytes); }
         public bool SetDefaultIDs(string messageGroup, string defaultSession)
         {
             return Native.SetDefaultIDs(Ref, messageGroup, defaultSession) != 0;
@@ -320,6 +321,7 @@ namespace Qz
         [DllImport(Lib)] internal static extern void SetVerifyServerCertificate(HandleRef c, int verify);
         [DllImport(Lib, CharSet = Utf16)] internal static extern void SetServerCertificatePin(HandleRef c, string pins);
         [DllImport(Lib)] internal static extern void SetUseSystemProxy(HandleRef c, int use);
+        [DllImport(Lib)] internal static extern void SetOfflineStorageLimit(HandleRef c, ulong bytes);
         [DllImport(Lib, CharSet = Utf16)] internal static extern int SetDefaultIDs(HandleRef c, string group, string session);
 
         [DllImport(Lib, CharSet = Utf16)] internal static extern void SetBinaryInfoID(HandleRef b, string id);

@@ -108,7 +108,7 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
   QZExtendedKeys* k = h.keys[a.Slot()];
   QZFlowController* f = h.flows[a.Slot()];
   QZExceptionInfo* e = h.exceptions[a.Slot()];
-  switch (data.ConsumeIntegralInRange<int>(0, 70)) {
+  switch (data.ConsumeIntegralInRange<int>(0, 71)) {
     // Lifetimes: a slot's object is deleted before another takes its place.
     case 0: { size_t s = a.Slot(); DeleteConfiguration(h.configs[s]); h.configs[s] = CreateConfiguration(); break; }
     case 1: { size_t s = a.Slot(); DeleteConfiguration(h.configs[s]); h.configs[s] = nullptr; break; }
@@ -193,6 +193,8 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
     case 68: SetVerifyServerCertificate(c, a.Flag()); break;
     case 69: SetServerCertificatePin(c, data.ConsumeBool() ? kPins : a.Text()); break;
     case 70: SetUseSystemProxy(c, a.Flag()); break;
+    // Small limits, so that stores make room and drop.
+    case 71: SetOfflineStorageLimit(c, data.ConsumeIntegralInRange<uint64_t>(0, 1u << 16)); break;
   }
 }
 

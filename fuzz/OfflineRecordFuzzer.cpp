@@ -68,11 +68,15 @@ class MemoryOfflineData : public OfflineData {
     return new MemoryFile(file);
   }
   bool CreateAppRoot() override { return false; }
-  bool GetQueueLock() override { return false; }
+  bool GetQueueLock(bool& busy) override {
+    busy = false;
+    return false;
+  }
   void ReleaseQueueLock() override {}
-  int32_t FindOldest(StringBuf&) override { return kNothingStored; }
+  bool ListFolder(std::vector<Entry>&, bool) override { return false; }
+  void GetFullName(const Name&, StringBuf& out) override { out.Clear(); }
+  int32_t Claim(const QZChar*, StringBuf&) override { return kFailed; }
   void MarkClaimed(const QZChar*) override {}
-  void ListStaleTemporaries(uint64_t, std::vector<Name>&) override {}
 };
 
 }  // namespace

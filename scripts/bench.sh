@@ -9,6 +9,8 @@
 #   - instructions per FeatureTick on the host thread (callgrind, repeatable);
 #   - Wine server requests per FeatureTick (SetEvent and all requests);
 #   - a 20-message batch built and converted to UTF-8;
+#   - stored batches: the time per send draining 100, 1,000 and 20,000 of
+#     them, and the time to store one more, with and without a storage limit;
 #   - processor time of a started run left idle.
 # Usage: bash scripts/bench.sh [--quick]     (--quick: fewer bursts, 10 s idle)
 # Environment: QZ_BUILD_ROOT (default <repo>/build), QZ_JOBS (default 2),
@@ -126,6 +128,13 @@ echo "qz: 20-message batch" >&2
   --benchmark_report_aggregates_only=true --benchmark_format=csv 2>/dev/null >"$OUT/batch.csv"
 batch=$(awk -F, '$1 ~ /_median"?$/ {printf "%.1f µs, %.0f MB/s (UTF-8)", $4, $6 / 1e6}' "$OUT/batch.csv")
 
+# Stored batches on the system's temporary folder (a real disk: stores sync).
+echo "qz: stored batches" >&2
+"$NATIVE/bin/qz_bench" --benchmark_filter='BM_DrainStoredBatches' --benchmark_repetitions=3 \
+  --benchmark_report_aggregates_only=true --benchmark_format=csv 2>/dev/null >"$OUT/drain.csv"
+"$NATIVE/bin/qz_bench" --benchmark_filter='BM_StoreBesideStoredBatches' --benchmark_format=csv \
+  2>/dev/null >"$OUT/store.csv"
+
 echo "qz: idle run, $IDLE_SECONDS s" >&2
 idle=$(native --idle "$IDLE_SECONDS" | sed 's/^idle: //')
 
@@ -144,3 +153,17 @@ echo "| Instructions per FeatureTick, BinaryInfo + 2 properties (callgrind, host
 echo "| Wine server requests per FeatureTick, BinaryInfo + 2 properties: SetEvent / all but waits / waits (pauses included) | $(awk -v e="$set_events" -v a="$all_requests" -v w="$sleeps" -v t=$ticks 'BEGIN {printf "%.3f / %.3f / %.3f", e / t, (a - w) / t, w / t}') |"
 echo "| 20-message batch built and converted to UTF-8 | $batch |"
 echo "| Idle started run (Linux) | $idle |"
+echo
+echo "| Stored batches | Send one, elapsed | Send one, processor |"
+echo "| --- | --- | --- |"
+# Medians of three drains of the whole folder; the first send's search included.
+awk -F, '$1 ~ /_median"?$/ {
+  match($1, /stored:[0-9]+/); n = substr($1, RSTART + 7, RLENGTH - 7)
+  printf "| %s | %.0f µs | %.0f µs |\n", n, $12, $11 }' "$OUT/drain.csv"
+echo
+echo "| Stored batches | Limit | Store one more, elapsed | Store one more, processor |"
+echo "| --- | --- | --- | --- |"
+awk -F, 'NR > 1 {
+  match($1, /stored:[0-9]+/); n = substr($1, RSTART + 7, RLENGTH - 7)
+  limit = $1 ~ /limit:1/ ? "yes" : "no"
+  printf "| %s | %s | %.2f ms | %.2f ms |\n", n, limit, $3 / 1000, $11 / 1000 }' "$OUT/store.csv"

@@ -72,6 +72,14 @@ class QZ_API Configuration {
   void SetUseSystemProxy(bool use);
   bool IsUseSystemProxy() const;
 
+  // Stored batches beyond the defaults. Bytes the company's folder of stored
+  // batches may hold, shared by every process of the company; 0, the default,
+  // for no limit. A batch that would go over it makes room: set-aside batches
+  // are deleted first, then the oldest stored ones (logged as a warning with
+  // the count of messages).
+  void SetOfflineStorageLimit(uint64_t bytes);
+  uint64_t GetOfflineStorageLimit() const;
+
  private:
   Configuration(const Configuration&) = delete;
   Configuration& operator=(const Configuration&) = delete;
@@ -100,6 +108,9 @@ class QZ_API Configuration {
   bool verifyServerCertificate;
   StringBuf serverCertificatePin;
   bool useSystemProxy;
+
+  // Stored batches.
+  uint64_t offlineStorageLimit;
 };
 
 }  // namespace qz

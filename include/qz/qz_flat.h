@@ -148,6 +148,9 @@ QZ_API void SetLogLevel(int level);
 QZ_API void SetVerifyServerCertificate(QZConfiguration* config, int verify);
 QZ_API void SetServerCertificatePin(QZConfiguration* config, const QZChar* pins);
 QZ_API void SetUseSystemProxy(QZConfiguration* config, int use);
+/* Bytes the company's folder of stored
+   batches may hold; 0, the default, for no limit (see Configuration.h). */
+QZ_API void SetOfflineStorageLimit(QZConfiguration* config, uint64_t bytes);
 
 #ifdef __cplusplus
 }

@@ -75,6 +75,7 @@ void Configuration::Reset() {
   verifyServerCertificate = false;
   serverCertificatePin.Clear();
   useSystemProxy = false;
+  offlineStorageLimit = 0;
 }
 
 // When memory runs out part way, the copy is left incomplete (and logged).
@@ -104,6 +105,7 @@ Configuration& Configuration::operator=(const Configuration* other) try {
   verifyServerCertificate = other->verifyServerCertificate;
   serverCertificatePin = other->serverCertificatePin;
   useSystemProxy = other->useSystemProxy;
+  offlineStorageLimit = other->offlineStorageLimit;
   return *this;
 } catch (...) {
   LogCaughtException(QZ_TEXT("Configuration::operator="));
@@ -228,5 +230,7 @@ const QZChar* Configuration::GetServerCertificatePin() const {
 
 void Configuration::SetUseSystemProxy(bool value) { useSystemProxy = value; }
 bool Configuration::IsUseSystemProxy() const { return useSystemProxy; }
+void Configuration::SetOfflineStorageLimit(uint64_t bytes) { offlineStorageLimit = bytes; }
+uint64_t Configuration::GetOfflineStorageLimit() const { return offlineStorageLimit; }
 
 }  // namespace qz

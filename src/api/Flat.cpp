@@ -301,5 +301,9 @@ void SetUseSystemProxy(QZConfiguration* config, int use) {
   WithHandle(QZ_TEXT("SetUseSystemProxy"), config,
              [=](qz::Configuration& c) { c.SetUseSystemProxy(Flag(use)); });
 }
+void SetOfflineStorageLimit(QZConfiguration* config, uint64_t bytes) {
+  WithHandle(QZ_TEXT("SetOfflineStorageLimit"), config,
+             [=](qz::Configuration& c) { c.SetOfflineStorageLimit(bytes); });
+}
 
 }  // extern "C"

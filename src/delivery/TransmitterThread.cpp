@@ -81,6 +81,7 @@ void TransmitterThread::Make(const Configuration* configuration) {
       offlineData->SetCompanyID(configuration->GetCompanyID());
       offlineData->SetCompanyName(configuration->GetCompanyName());
       offlineData->SetMessageGroup(configuration->GetMessageGroup());
+      offlineData->SetStorageLimit(configuration->GetOfflineStorageLimit());
     }
   }
   // A factory gives null only when it failed (and said so): without all of
@@ -254,6 +255,13 @@ bool TransmitterThread::StoreOffline(uint64_t count, const StringBuf& text) {
     StringBuf message(QZ_TEXT("Write("));
     message.Append(tempName).Append(QZ_TEXT(") failed"));
     Platform::LogError(kStoreSource, message);
+    return false;
+  }
+  // Under a storage limit older batches make room, and no other store or
+  // claim comes between that and this batch's naming.
+  OfflineData::Room room(*offlineData, count);
+  if (!room.Fits()) {
+    offlineData->Delete(tempName);
     return false;
   }
   // Another instance of this application may have stored a batch in the same

@@ -1,9 +1,13 @@
 #include "offline/OfflineData.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <thread>
 
 #include "delivery/XMLTransmitter.h"
 #include "offline/OfflineDataMessagesTag.h"
@@ -38,10 +42,70 @@ constexpr uint64_t kPostPhases = 4;
 // and then only this often.
 constexpr uint64_t kRestorePeriodMs = 10ull * 60 * 1000;
 
+// Storing under a limit waits this long at most for the queue lock, which
+// senders hold only to search and claim.
+constexpr int kStoreLockAttempts = 50;
+constexpr int kStoreLockPauseMs = 20;
+// Successive milliseconds tried for a name that is taken.
+constexpr uint64_t kNameAttempts = 8;
+
+const QZChar kSendNextSource[] = QZ_TEXT("OfflineData::SendNext");
+const QZChar kStoredSuffix[] = QZ_TEXT(".QZ");
+const QZChar kSetAsideSuffix[] = QZ_TEXT(".QZ.refused");
+
 void LogSystemError(const QZChar* source, uint32_t code) {
   StringBuf message;
   AppendSystemError(message, code);
   Platform::LogError(source, message);
+}
+
+bool EndsWith(const OfflineData::Name& name, const QZChar* suffix) {
+  const size_t n = std::char_traits<QZChar>::length(suffix);
+  return name.size() > n && name.compare(name.size() - n, n, suffix) == 0;
+}
+
+// The answers that judge the batch itself, whoever sends it: it is malformed,
+// too large or in a form the endpoint does not take. Not 408 or 429, which
+// are about the moment, nor 5xx, which are about the endpoint.
+bool IsRefusal(int32_t status) { return status == 400 || status == 413 || status == 415; }
+
+// The time in base 36, upper case, padded with "0" to 13 characters.
+void AppendTimeDigits(StringBuf& out, uint64_t time) {
+  StringBuf digits(16);
+  digits.Append(time, 36).ToUpperCase();
+  for (uint64_t i = digits.StrLen(); i < 13; ++i) out.Append(QZChar('0'));
+  out.Append(digits);
+}
+
+// Entries named like stored batches that are not regular files, by full
+// name: each is logged once per process and never claimed again by it.
+std::mutex& PassedOverLock() {
+  static std::mutex lock;
+  return lock;
+}
+std::set<OfflineData::Name>& PassedOver() {
+  static std::set<OfflineData::Name> names;
+  return names;
+}
+
+bool HasPassedOver() {
+  std::lock_guard<std::mutex> guard(PassedOverLock());
+  return !PassedOver().empty();
+}
+
+bool IsPassedOver(const StringBuf& path) {
+  std::lock_guard<std::mutex> guard(PassedOverLock());
+  return PassedOver().count(OfflineData::Name(path.ToString(), path.StrLen())) != 0;
+}
+
+void PassOver(const StringBuf& path) {
+  {
+    std::lock_guard<std::mutex> guard(PassedOverLock());
+    if (!PassedOver().emplace(path.ToString(), path.StrLen()).second) return;
+  }
+  StringBuf message(QZ_TEXT("Not a regular file, passed over: "));
+  message.Append(path);
+  Platform::LogWarn(kSendNextSource, message);
 }
 
 }  // namespace
@@ -62,10 +126,8 @@ StringBuf& OfflineData::GetPlatformText(StringBuf& out) const {
 }
 
 void OfflineData::AppendStoredName(StringBuf& out, uint64_t time) const {
-  StringBuf digits(16);
-  digits.Append(time, 36).ToUpperCase();
-  for (uint64_t i = digits.StrLen(); i < 13; ++i) out.Append(QZChar('0'));
-  out.Append(digits).Append(QZChar('-')).Append(applicationID).Append(QZ_TEXT(".QZ"));
+  AppendTimeDigits(out, time);
+  out.Append(QZChar('-')).Append(applicationID).Append(kStoredSuffix);
 }
 
 bool OfflineData::WriteInt32(OfflineFile& file, uint32_t value) {
@@ -197,16 +259,20 @@ bool OfflineData::WriteFields(OfflineFile& file, uint64_t time, uint64_t count,
 }
 
 bool OfflineData::Read(const QZChar* name) {
-  const QZChar source[] = QZ_TEXT("OfflineData::Read");
   uint32_t error = 0;
   std::unique_ptr<OfflineFile> file(OpenFile(name, false, error));
   if (file == nullptr) {
-    LogSystemError(source, error);
+    LogSystemError(QZ_TEXT("OfflineData::Read"), error);
     return false;
   }
+  return ReadRecord(*file);
+}
+
+bool OfflineData::ReadRecord(OfflineFile& file) {
+  const QZChar source[] = QZ_TEXT("OfflineData::Read");
   unsigned char magic[sizeof kMagic];
-  if (!file->Read(magic, sizeof magic)) {
-    LogSystemError(source, file->GetError());
+  if (!file.Read(magic, sizeof magic)) {
+    LogSystemError(source, file.GetError());
     return false;
   }
   if (std::memcmp(magic, kMagic, sizeof kMagic) != 0) {
@@ -214,13 +280,32 @@ bool OfflineData::Read(const QZChar* name) {
     return false;
   }
   uint32_t version = 0;
-  if (!ReadInt32(*file, version)) return false;
+  if (!ReadInt32(file, version)) return false;
   if (version != kStorageVersion) {
     Platform::LogError(source, QZ_TEXT("Unknown storage version"));
     return false;
   }
   storageVersion = version;
-  return ReadFields(*file);
+  return ReadFields(file);
+}
+
+uint64_t OfflineData::ReadMessageCount(const QZChar* name) {
+  uint32_t error = 0;
+  std::unique_ptr<OfflineFile> file(OpenFile(name, false, error));
+  unsigned char magic[sizeof kMagic];
+  uint32_t value = 0;
+  uint64_t time = 0;
+  StringBuf text;
+  if (file == nullptr || !file->Read(magic, sizeof magic) ||
+      std::memcmp(magic, kMagic, sizeof kMagic) != 0 || !ReadInt32(*file, value) ||
+      value != kStorageVersion || !ReadUTF8(*file, text) || !ReadInt64(*file, time)) {
+    return 0;
+  }
+  // The nine texts from the company ID to the platform version, the protocol, the count.
+  for (int i = 0; i < 9; ++i) {
+    if (!ReadUTF8(*file, text)) return 0;
+  }
+  return ReadInt32(*file, value) && ReadInt32(*file, value) ? value : 0;
 }
 
 bool OfflineData::ReadFields(OfflineFile& file) {
@@ -244,7 +329,8 @@ int32_t OfflineData::SendNext(XMLTransmitter& transmitter) {
   keptApplicationID = applicationID;
 
   if (!CreateAppRoot()) return kFailed;
-  if (!GetQueueLock()) return kLocked;
+  bool busy = false;
+  if (!GetQueueLock(busy)) return kLocked;
   try {
     return SendOldest(transmitter, keptCompanyID, keptApplicationID);
   } catch (...) {
@@ -260,43 +346,171 @@ int32_t OfflineData::SendNext(XMLTransmitter& transmitter) {
 // REQUIRES: the queue lock is held. Releases it.
 int32_t OfflineData::SendOldest(XMLTransmitter& transmitter, const StringBuf& keptCompanyID,
                                 const StringBuf& keptApplicationID) {
-  RestoreAbandoned(transmitter);
+  // Restored batches sort anywhere, and a batch put back by hand may be older
+  // than every name found: each look for abandoned claims brings a new search.
+  if (RestoreAbandoned(transmitter)) pending.clear();
   companyID = keptCompanyID;
   applicationID = keptApplicationID;
 
+  int32_t result = kNothingStored;
+  bool searched = false;
   StringBuf path;
-  int32_t result = FindOldest(path);
-  if (result == kFound) {
-    result = kFailed;
-    // Only the fresh temporary's unique name is wanted; the claim moves the
-    // batch there, out of every other sender's search.
-    StringBuf temporary;
-    CreateTempFileName(temporary);
-    if (Delete(temporary) && Rename(path, temporary)) {
-      MarkClaimed(temporary);
-      ReleaseQueueLock();
-      result = kBatchFailed;
-      // A record that cannot be read stays under its temporary name.
-      if (Read(temporary)) {
-        StringBuf body(std::min<uint64_t>(messageCount * 256, 32768));
-        OfflineDataMessagesTag envelope;
-        envelope.WriteStoredBatch(body, *this);
-        StringBuf platformText;
-        GetPlatformText(platformText);
-        if (transmitter.Post(platformText, companyID, applicationID, messageGroup, body)) {
-          result = kSent;
-          Delete(temporary);
-        } else {
-          // Back where the next search finds it.
-          Rename(temporary, path);
-        }
+  StringBuf temporary;
+  // Each turn uses up a name of the search or ends the call, and there is
+  // one search at most: the loop ends.
+  while (true) {
+    if (pending.empty()) {
+      if (searched) break;
+      searched = true;
+      if (!Search()) {
+        result = kFailed;
+        break;
       }
+      continue;
     }
+    GetFullName(pending.back(), path);
+    result = kFailed;
+    // Moved to a temporary name, out of every other sender's search.
+    const int32_t claim = Claim(path, temporary);
+    if (claim == kGone || claim == kNotAFile) {
+      if (claim == kNotAFile) PassOver(path);
+      pending.pop_back();
+      result = kNothingStored;
+      continue;
+    }
+    if (claim != kClaimed) {
+      // Tried again after the others, at the next search.
+      pending.pop_back();
+      break;
+    }
+    uint32_t error = 0;
+    std::unique_ptr<OfflineFile> file(OpenFile(temporary, false, error));
+    if (file == nullptr && error == kNotARegularFile) {
+      // Put in its place after the search: back where it was, and passed over.
+      PassOver(path);
+      Rename(temporary, path);
+      pending.pop_back();
+      result = kNothingStored;
+      continue;
+    }
+    MarkClaimed(temporary);
+    ReleaseQueueLock();
+    const Name claimed = pending.back();
+    pending.pop_back();
+    if (file == nullptr) {
+      // Left under its temporary name, like a record that cannot be read.
+      LogSystemError(QZ_TEXT("OfflineData::Read"), error);
+      result = kBatchFailed;
+      break;
+    }
+    bool putBack = false;
+    result = SendClaimed(transmitter, file, claimed, path, temporary, putBack);
+    // Still the oldest: the next call tries it first.
+    if (putBack) pending.push_back(claimed);
+    break;
   }
   ReleaseQueueLock();
   companyID = keptCompanyID;
   applicationID = keptApplicationID;
   return result;
+}
+
+// REQUIRES: the batch at path was claimed as temporary and opened as file;
+// the queue lock is released.
+int32_t OfflineData::SendClaimed(XMLTransmitter& transmitter, std::unique_ptr<OfflineFile>& file,
+                                 const Name& name, const StringBuf& path,
+                                 const StringBuf& temporary, bool& putBack) {
+  putBack = false;
+  const bool read = ReadRecord(*file);
+  // Closed before the batch is moved again.
+  file.reset();
+  // A record that cannot be read stays under its temporary name.
+  if (!read) return kBatchFailed;
+  StringBuf body(std::min<uint64_t>(messageCount * 256, 32768));
+  OfflineDataMessagesTag envelope;
+  envelope.WriteStoredBatch(body, *this);
+  StringBuf platformText;
+  GetPlatformText(platformText);
+  if (transmitter.Post(platformText, companyID, applicationID, messageGroup, body)) {
+    Delete(temporary);
+    return kSent;
+  }
+  if (IsRefusal(transmitter.GetLastStatus())) {
+    MoveRefused(name, path, temporary);
+    return kRefused;
+  }
+  // Back where the next search finds it.
+  putBack = Rename(temporary, path);
+  return kBatchFailed;
+}
+
+// A batch the endpoint refused would otherwise stay the oldest and hold up
+// every batch behind it for good. It goes behind them instead, with its
+// refusals counted in its name (so that every sender of every process
+// counts them), and after the last it is set aside under a name no sender
+// picks, with its stored time, so that renaming it back puts it where it was.
+void OfflineData::MoveRefused(const Name& name, const StringBuf& path, const StringBuf& temporary) {
+  // name is "<13 time digits>-<application ID>[.r<n>].QZ" when this store made it.
+  Name stem = name.substr(0, name.size() - std::char_traits<QZChar>::length(kStoredSuffix));
+  uint32_t refusals = 1;
+  const size_t n = stem.size();
+  if (n > 3 && stem[n - 3] == QZChar('.') && stem[n - 2] == QZChar('r') &&
+      stem[n - 1] >= QZChar('1') && stem[n - 1] <= QZChar('9')) {
+    refusals += static_cast<uint32_t>(stem[n - 1] - QZChar('0'));
+    stem.resize(n - 3);
+  }
+  if (stem.size() > 14 && stem[13] == QZChar('-')) stem.erase(0, 14);
+  const bool aside = refusals >= kMaximumRefusals;
+  const uint64_t time = aside ? storedTime : Platform::GetTimeMillis();
+  for (uint64_t later = 0; later < kNameAttempts; ++later) {
+    StringBuf target;
+    AppendTimeDigits(target, time + later);
+    target.Append(QZChar('-')).Append(stem.c_str(), stem.size());
+    if (aside) {
+      target.Append(kSetAsideSuffix);
+    } else {
+      target.Append(QZ_TEXT(".r")).Append(refusals, 10).Append(kStoredSuffix);
+    }
+    StringBuf full;
+    GetFullName(Name(target.ToString(), target.StrLen()), full);
+    if (!Rename(temporary, full)) continue;
+    if (aside) {
+      StringBuf message(QZ_TEXT("Set aside a batch of "));
+      message.Append(messageCount, 10).Append(QZ_TEXT(" messages refused "));
+      message.Append(refusals, 10).Append(QZ_TEXT(" times: ")).Append(full);
+      Platform::LogWarn(kSendNextSource, message);
+    } else {
+      StringBuf message(QZ_TEXT("Refused batch moved behind the others: "));
+      Platform::LogInfo(kSendNextSource, message.Append(full));
+    }
+    return;
+  }
+  // Every name taken: it is still kept, as the oldest.
+  Rename(temporary, path);
+}
+
+bool OfflineData::Search() {
+  std::vector<Entry> entries;
+  if (!ListFolder(entries, false)) return false;
+  pending.clear();
+  const bool anyPassedOver = HasPassedOver();
+  StringBuf path;
+  for (Entry& entry : entries) {
+    if (!EndsWith(entry.name, kStoredSuffix)) continue;
+    if (entry.regular && !anyPassedOver) {
+      pending.push_back(std::move(entry.name));
+      continue;
+    }
+    GetFullName(entry.name, path);
+    if (!entry.regular) {
+      PassOver(path);
+    } else if (!IsPassedOver(path)) {
+      pending.push_back(std::move(entry.name));
+    }
+  }
+  // Names sort by the time of storing; code unit by code unit, unsigned.
+  std::sort(pending.begin(), pending.end(), std::greater<Name>());
+  return true;
 }
 
 // REQUIRES: the queue lock is held, so no claim happens meanwhile.
@@ -306,15 +520,24 @@ int32_t OfflineData::SendOldest(XMLTransmitter& transmitter, const StringBuf& ke
 // and is left where it is. The stored name comes back from the record's
 // stored time and application ID, which must be a GUID: the file may be
 // anyone's, and its text must not lead the name out of the folder.
-void OfflineData::RestoreAbandoned(const XMLTransmitter& transmitter) {
+bool OfflineData::RestoreAbandoned(const XMLTransmitter& transmitter) {
   const uint64_t now = Platform::GetTimeMillis();
-  if (now < nextRestoreTime) return;
+  if (now < nextRestoreTime) return false;
   nextRestoreTime = now + kRestorePeriodMs;
   const int32_t timeout = transmitter.GetEndpointTimeout();
   const uint64_t longestPost = kPostPhases * static_cast<uint64_t>(timeout > 0 ? timeout : 0);
-  std::vector<Name> names;
-  ListStaleTemporaries(std::max(kAbandonedAfterMs, 3 * longestPost), names);
-  for (const Name& name : names) {
+  const uint64_t age = std::max(kAbandonedAfterMs, 3 * longestPost);
+  std::vector<Entry> entries;
+  if (!ListFolder(entries, true)) return true;
+  const QZChar prefix[] = QZ_TEXT("QZ");
+  for (const Entry& entry : entries) {
+    if (!entry.regular || entry.age < age || entry.name.compare(0, 2, prefix) != 0 ||
+        !EndsWith(entry.name, QZ_TEXT(".tmp"))) {
+      continue;
+    }
+    StringBuf path;
+    GetFullName(entry.name, path);
+    const Name name(path.ToString(), path.StrLen());
     if (unrestorable.count(name) != 0) continue;
     if (!Read(name.c_str()) || !IsValidGUID(applicationID)) {
       unrestorable.insert(name);
@@ -328,6 +551,80 @@ void OfflineData::RestoreAbandoned(const XMLTransmitter& transmitter) {
       Platform::LogWarn(QZ_TEXT("OfflineData::RestoreAbandoned"), message);
     }
   }
+  return true;
+}
+
+OfflineData::Room::Room(OfflineData& store, uint64_t count) : store(store) {
+  if (store.storageLimit == 0) return;
+  try {
+    for (int attempt = 0; attempt < kStoreLockAttempts && !locked; ++attempt) {
+      if (attempt > 0) std::this_thread::sleep_for(std::chrono::milliseconds(kStoreLockPauseMs));
+      bool busy = false;
+      locked = store.GetQueueLock(busy);
+      if (!locked && !busy) break;
+    }
+    // Without the lock (held elsewhere for a whole second, or broken, which
+    // is logged) the limit still holds, only not against a store of another
+    // process at the same moment.
+    fits = store.MakeRoom(count);
+  } catch (...) {
+    if (locked) store.ReleaseQueueLock();
+    throw;
+  }
+}
+
+OfflineData::Room::~Room() {
+  if (locked) store.ReleaseQueueLock();
+}
+
+bool OfflineData::MakeRoom(uint64_t count) {
+  std::vector<Entry> entries;
+  // A folder that cannot be read cannot be measured; the batch is kept.
+  if (!ListFolder(entries, true)) return true;
+  uint64_t total = 0;
+  uint64_t deletable = 0;
+  std::vector<const Entry*> setAside;
+  std::vector<const Entry*> stored;
+  for (const Entry& entry : entries) {
+    if (!entry.regular) continue;
+    total += entry.size;
+    if (EndsWith(entry.name, kSetAsideSuffix)) {
+      setAside.push_back(&entry);
+    } else if (EndsWith(entry.name, kStoredSuffix)) {
+      stored.push_back(&entry);
+    } else {
+      continue;
+    }
+    deletable += entry.size;
+  }
+  if (total <= storageLimit) return true;
+  uint64_t dropped = 0;
+  // Emptying the folder of batches would not do: only the new one goes.
+  bool fits = total - deletable <= storageLimit;
+  if (fits) {
+    auto older = [](const Entry* a, const Entry* b) { return a->name < b->name; };
+    std::sort(setAside.begin(), setAside.end(), older);
+    std::sort(stored.begin(), stored.end(), older);
+    for (const std::vector<const Entry*>* batches : {&setAside, &stored}) {
+      for (const Entry* entry : *batches) {
+        if (total <= storageLimit) break;
+        StringBuf path;
+        GetFullName(entry->name, path);
+        const uint64_t messages = ReadMessageCount(path);
+        if (!Delete(path)) continue;
+        total -= entry->size;
+        dropped += messages;
+      }
+    }
+    fits = total <= storageLimit;
+  }
+  if (!fits) dropped += count;
+  if (dropped > 0 || !fits) {
+    StringBuf message(QZ_TEXT("Dropped "));
+    message.Append(dropped, 10).Append(QZ_TEXT(" stored messages (limit)"));
+    Platform::LogWarn(QZ_TEXT("OfflineData::MakeRoom"), message);
+  }
+  return fits;
 }
 
 }  // namespace qz

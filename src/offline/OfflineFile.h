@@ -32,6 +32,10 @@ class OfflineFile {
   uint32_t error = 0;
 };
 
+// The error of an open that found something other than a regular file (a
+// folder, link, pipe, socket or device): no system error code is this large.
+constexpr uint32_t kNotARegularFile = 0xFFFFFFFFu;
+
 // Appends this system's text for a failed call's error code: "GetLastError() = "
 // and the code on Windows, "errno = " and the code on Linux.
 void AppendSystemError(StringBuf& out, uint32_t code);

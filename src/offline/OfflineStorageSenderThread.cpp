@@ -158,6 +158,9 @@ uint64_t OfflineStorageSenderThread::SendOne() try {
     case OfflineData::kSent:
       flowController.OnSend(true);
       return offlineData->GetMessageCount();
+    case OfflineData::kRefused:
+      // The endpoint answered; only that batch was unwanted, and it has moved
+      // out of the way: no failure to count.
     default:
       // Another sender holds the lock, or no folder: the next pass tries again.
       return 0;

@@ -3,11 +3,17 @@
 // batches "<13 base-36 time digits>-<application ID>.QZ", temporaries
 // "QZxxxxxx.tmp" and the lock file "q.lck".
 //
-// The data folder is the per-machine "/var/lib" when this process may create
-// or write the storage folders there (shared by every user of the machine: the
-// folders it makes are writable by all, records readable by all, since any
-// user's sender claims any user's batches), else the per-user data folder of
-// the desktop conventions.
+// Stored batches are the user's own: every folder the store makes is
+// private to the user (0700), every file it makes too (0600), and a folder
+// of the storage is used only when it is a real folder owned by the user or
+// by root that neither its group nor others may write (the data folder
+// itself only needs to be closed to others, or sticky). The per-machine
+// data folder "/var/lib" serves only when an administrator has made
+// "Tessary Solutions/QZ Storage" there by these rules and the company's
+// folder in it is, or can be made, the user's (a service's storage); the
+// store never makes folders there. Otherwise the per-user data folder of
+// the desktop conventions serves. A folder that breaks the rules is logged
+// once per process and not used.
 #ifndef QZ_OFFLINE_POSIXOFFLINEDATA_H
 #define QZ_OFFLINE_POSIXOFFLINEDATA_H
 
@@ -41,24 +47,26 @@ class PosixOfflineData : public OfflineData {
  protected:
   OfflineFile* OpenFile(const QZChar* name, bool forWrite, uint32_t& error) override;
   bool CreateAppRoot() override;
-  bool GetQueueLock() override;
+  bool GetQueueLock(bool& busy) override;
   void ReleaseQueueLock() override;
-  int32_t FindOldest(StringBuf& path) override;
+  bool ListFolder(std::vector<Entry>& entries, bool details) override;
+  void GetFullName(const Name& name, StringBuf& out) override;
+  int32_t Claim(const QZChar* stored, StringBuf& temporary) override;
   void MarkClaimed(const QZChar* name) override;
-  void ListStaleTemporaries(uint64_t age, std::vector<Name>& names) override;
 
  private:
   bool GetDir(const std::string& path);
-  bool GetStorageRoot(int32_t folder);
+  // Sets appRoot to the company's folder below that candidate's storage root.
+  bool UseStorageRoot(int32_t folder);
 
   Mutex* rootLock;
   // UTF-8 paths.
   std::string storageRoot;
   std::string appRoot;
-  // The storage root is the per-machine one that every user shares.
-  bool shared;
   // Holds the queue lock while it is open; -1 otherwise.
   int queueLockFile;
+  // Of the temporary names of claims.
+  uint64_t nameSeed;
 };
 
 }  // namespace qz

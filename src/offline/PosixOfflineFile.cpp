@@ -46,6 +46,10 @@ bool PosixOfflineFile::Flush() {
 }
 
 void AppendSystemError(StringBuf& out, uint32_t code) {
+  if (code == kNotARegularFile) {
+    out.Append("Not a regular file");
+    return;
+  }
   out.Append("errno = ").Append(code, 10);
 }
 

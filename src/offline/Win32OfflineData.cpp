@@ -15,7 +15,6 @@ namespace {
 const QZChar kGetDirSource[] = QZ_TEXT("Win32OfflineData::GetDir");
 const QZChar kStorageRootSource[] = QZ_TEXT("Win32OfflineData::GetStorageRoot");
 const QZChar kCreateAppRootSource[] = QZ_TEXT("Win32OfflineData::CreateAppRoot");
-const QZChar kSendNextSource[] = QZ_TEXT("Win32OfflineData::SendNext");
 
 // Storage root candidates, in order: common, local and roaming application data.
 const int32_t kFolders[] = {CSIDL_COMMON_APPDATA, CSIDL_LOCAL_APPDATA, CSIDL_APPDATA};
@@ -44,6 +43,34 @@ void LogText(void (*log)(const QZChar*, const QZChar*), const QZChar* source,
 
 uint64_t FileTimeValue(const FILETIME& time) {
   return (static_cast<uint64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
+}
+
+constexpr DWORD kNotAFileAttributes =
+    FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DEVICE;
+
+// Whether what handle has open is a file on a disk: not a pipe or device
+// (a file name may lead to either), not a folder or reparse point.
+bool IsDiskFile(HANDLE handle) {
+  if (GetFileType(handle) != FILE_TYPE_DISK) return false;
+  BY_HANDLE_FILE_INFORMATION information;
+  return GetFileInformationByHandle(handle, &information) &&
+         (information.dwFileAttributes & kNotAFileAttributes) == 0;
+}
+
+// CreateFileW that does not follow a reparse point, and keeps only a disk
+// file. INVALID_HANDLE_VALUE with the error otherwise.
+HANDLE OpenDiskFile(const QZChar* name, DWORD access, DWORD sharing, DWORD disposition,
+                    DWORD& error) {
+  HANDLE handle = CreateFileW(name, access, sharing, nullptr, disposition,
+                              FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    error = GetLastError();
+  } else if (!IsDiskFile(handle)) {
+    CloseHandle(handle);
+    handle = INVALID_HANDLE_VALUE;
+    error = kNotARegularFile;
+  }
+  return handle;
 }
 
 }  // namespace
@@ -181,43 +208,77 @@ bool Win32OfflineData::Delete(const QZChar* name) {
   return false;
 }
 
+int32_t Win32OfflineData::Claim(const QZChar* stored, StringBuf& temporary) {
+  // What cannot be a batch is not moved: where the drive is a Linux folder
+  // (Wine), a FIFO listed like a file may be named like one, and fails to move.
+  DWORD error = ERROR_SUCCESS;
+  HANDLE look = OpenDiskFile(stored, FILE_READ_ATTRIBUTES,
+                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, OPEN_EXISTING,
+                             error);
+  if (look != INVALID_HANDLE_VALUE) {
+    CloseHandle(look);
+  } else if (error == kNotARegularFile) {
+    return kNotAFile;
+  }
+  // Only the fresh temporary's unique name is wanted.
+  temporary.Clear();
+  if (!CreateTempFileName(temporary) || !Delete(temporary)) return kFailed;
+  for (int attempt = 0; attempt < kSharingAttempts; ++attempt) {
+    if (attempt > 0) Sleep(kSharingPauseMs);
+    if (MoveFileW(stored, temporary)) return kClaimed;
+    error = GetLastError();
+    if (error == ERROR_FILE_NOT_FOUND) return kGone;
+    if (!Transient(error)) break;
+  }
+  LogLastError(QZ_TEXT("Win32OfflineData::Rename"), error);
+  return kFailed;
+}
+
 void Win32OfflineData::ChangeCompanyID(const QZChar* id) {
   MutexLock guard(rootLock);
   companyID = id;
   appRoot.Clear();
+  ForgetSearch();
 }
 
 OfflineFile* Win32OfflineData::OpenFile(const QZChar* name, bool forWrite, uint32_t& error) {
   HANDLE handle = INVALID_HANDLE_VALUE;
+  DWORD code = ERROR_SUCCESS;
   for (int attempt = 0; attempt < kSharingAttempts; ++attempt) {
     if (attempt > 0) Sleep(kSharingPauseMs);
-    // Written truncated: a record ends where its last field does.
-    handle = forWrite ? CreateFileW(name, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr)
-                      : CreateFileW(name, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (handle != INVALID_HANDLE_VALUE) return new Win32OfflineFile(handle);
-    if (!Transient(error = GetLastError())) break;
+    // Truncated only once known to be a disk file: a record ends where its last field does.
+    handle = forWrite ? OpenDiskFile(name, GENERIC_WRITE, 0, OPEN_ALWAYS, code)
+                      : OpenDiskFile(name, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING, code);
+    if (handle != INVALID_HANDLE_VALUE || !Transient(code)) break;
   }
-  return nullptr;
+  error = code;
+  if (handle == INVALID_HANDLE_VALUE) return nullptr;
+  if (forWrite && !SetEndOfFile(handle)) {
+    error = GetLastError();
+    CloseHandle(handle);
+    return nullptr;
+  }
+  return new Win32OfflineFile(handle);
 }
 
-bool Win32OfflineData::GetQueueLock() {
+bool Win32OfflineData::GetQueueLock(bool& busy) {
+  busy = false;
   if (!CreateAppRoot()) return false;
   const QZChar source[] = QZ_TEXT("Win32OfflineData::GetQueueLock");
   StringBuf path;
   path.Append(appRoot).Append(QZ_TEXT("\\q.lck"));
   // Read sharing: every sender opens the file; only one holds its byte.
-  queueLockFile = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
+  DWORD error = ERROR_SUCCESS;
+  queueLockFile = OpenDiskFile(path, GENERIC_READ, FILE_SHARE_READ, OPEN_ALWAYS, error);
   if (queueLockFile == INVALID_HANDLE_VALUE) {
     LogText(&Platform::LogError, source, QZ_TEXT("Failed to create lock file in "), appRoot);
     return false;
   }
   if (LockFile(queueLockFile, 0, 0, 1, 0)) return true;
-  const DWORD error = GetLastError();
+  error = GetLastError();
   // Another sender holds it: not worth a word.
-  if (error != ERROR_LOCK_VIOLATION) LogLastError(source, error);
+  busy = error == ERROR_LOCK_VIOLATION;
+  if (!busy) LogLastError(source, error);
   CloseHandle(queueLockFile);
   queueLockFile = INVALID_HANDLE_VALUE;
   return false;
@@ -232,64 +293,58 @@ void Win32OfflineData::ReleaseQueueLock() {
   queueLockFile = INVALID_HANDLE_VALUE;
 }
 
-int32_t Win32OfflineData::FindOldest(StringBuf& path) {
+bool Win32OfflineData::ListFolder(std::vector<Entry>& entries, bool details) {
+  const QZChar source[] = QZ_TEXT("Win32OfflineData::ListFolder");
   StringBuf pattern;
-  pattern.Append(appRoot).Append(QZ_TEXT("\\*.QZ"));
+  pattern.Append(appRoot).Append(QZ_TEXT("\\*"));
   WIN32_FIND_DATAW found;
   HANDLE search = FindFirstFileW(pattern, &found);
   if (search == INVALID_HANDLE_VALUE) {
     const DWORD error = GetLastError();
-    if (error == ERROR_FILE_NOT_FOUND) return kNothingStored;
-    LogLastError(kSendNextSource, error);
-    return kFailed;
+    if (error == ERROR_FILE_NOT_FOUND) return true;
+    LogLastError(source, error);
+    return false;
   }
-  StringBuf oldest;
+  FILETIME now;
+  GetSystemTimeAsFileTime(&now);
+  // File times count 100 ns units.
+  const uint64_t nowTicks = FileTimeValue(now);
   do {
-    if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) continue;
-    // wcscmp compares unsigned 16-bit code units: ordinal, case-sensitive.
-    if (oldest.StrLen() == 0 || wcscmp(found.cFileName, oldest) < 0) oldest = found.cFileName;
+    const wchar_t* name = found.cFileName;
+    if (name[0] == L'.' && (name[1] == 0 || (name[1] == L'.' && name[2] == 0))) continue;
+    Entry entry;
+    entry.name = name;
+    entry.regular = (found.dwFileAttributes & kNotAFileAttributes) == 0;
+    if (details && entry.regular) {
+      entry.size = (static_cast<uint64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
+      const uint64_t written = FileTimeValue(found.ftLastWriteTime);
+      entry.age = written < nowTicks ? (nowTicks - written) / 10000 : 0;
+    }
+    entries.push_back(std::move(entry));
   } while (FindNextFileW(search, &found));
-  // Go on with the smallest name seen.
+  // Go on with what was listed.
   const DWORD error = GetLastError();
-  if (error != ERROR_NO_MORE_FILES) LogLastError(kSendNextSource, error);
-  if (!FindClose(search)) LogLastError(kSendNextSource, GetLastError());
-  if (oldest.StrLen() == 0) return kNothingStored;
-  path.Clear();
-  path.Append(appRoot).Append(QZChar('\\')).Append(oldest);
-  return kFound;
+  if (error != ERROR_NO_MORE_FILES) LogLastError(source, error);
+  if (!FindClose(search)) LogLastError(source, GetLastError());
+  return true;
+}
+
+void Win32OfflineData::GetFullName(const Name& name, StringBuf& out) {
+  out.Clear();
+  out.Append(appRoot).Append(QZChar('\\')).Append(name.c_str(), name.size());
 }
 
 void Win32OfflineData::MarkClaimed(const QZChar* name) {
   HANDLE file = CreateFileW(name, FILE_WRITE_ATTRIBUTES,
                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT,
+                            nullptr);
   FILETIME now;
   GetSystemTimeAsFileTime(&now);
   if (file == INVALID_HANDLE_VALUE || !SetFileTime(file, nullptr, nullptr, &now)) {
     LogLastError(QZ_TEXT("Win32OfflineData::MarkClaimed"), GetLastError());
   }
   if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
-}
-
-void Win32OfflineData::ListStaleTemporaries(uint64_t age, std::vector<Name>& names) {
-  StringBuf pattern;
-  pattern.Append(appRoot).Append(QZ_TEXT("\\QZ*.tmp"));
-  WIN32_FIND_DATAW found;
-  HANDLE search = FindFirstFileW(pattern, &found);
-  if (search == INVALID_HANDLE_VALUE) return;
-  FILETIME now;
-  GetSystemTimeAsFileTime(&now);
-  // File times count 100 ns units.
-  const uint64_t nowTicks = FileTimeValue(now);
-  do {
-    if ((found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) continue;
-    const uint64_t written = FileTimeValue(found.ftLastWriteTime);
-    if (written > nowTicks || (nowTicks - written) / 10000 < age) continue;
-    StringBuf name;
-    name.Append(appRoot).Append(QZChar('\\')).Append(found.cFileName);
-    names.emplace_back(name.ToString(), name.StrLen());
-  } while (FindNextFileW(search, &found));
-  FindClose(search);
 }
 
 }  // namespace qz

@@ -3,7 +3,8 @@
 // local and roaming application-data folders where it can be made; each
 // company's applications share "<storage root>\<company ID>", which holds the
 // stored batches "<13 base-36 time digits>-<application ID>.QZ", temporaries
-// "QZxxxx.tmp" and the lock file "q.lck".
+// "QZxxxx.tmp" and the lock file "q.lck". Only disk files are opened there:
+// links and other reparse points, folders, pipes and devices are refused.
 #ifndef QZ_OFFLINE_WIN32OFFLINEDATA_H
 #define QZ_OFFLINE_WIN32OFFLINEDATA_H
 
@@ -29,11 +30,12 @@ class Win32OfflineData : public OfflineData {
  protected:
   OfflineFile* OpenFile(const QZChar* name, bool forWrite, uint32_t& error) override;
   bool CreateAppRoot() override;
-  bool GetQueueLock() override;
+  bool GetQueueLock(bool& busy) override;
   void ReleaseQueueLock() override;
-  int32_t FindOldest(StringBuf& path) override;
+  bool ListFolder(std::vector<Entry>& entries, bool details) override;
+  void GetFullName(const Name& name, StringBuf& out) override;
+  int32_t Claim(const QZChar* stored, StringBuf& temporary) override;
   void MarkClaimed(const QZChar* name) override;
-  void ListStaleTemporaries(uint64_t age, std::vector<Name>& names) override;
 
  private:
   bool GetDir(const StringBuf& path);

@@ -46,6 +46,10 @@ bool Win32OfflineFile::Flush() {
 }
 
 void AppendSystemError(StringBuf& out, uint32_t code) {
+  if (code == kNotARegularFile) {
+    out.Append(QZ_TEXT("Not a regular file"));
+    return;
+  }
   out.Append(QZ_TEXT("GetLastError() = ")).Append(code, 10);
 }
 

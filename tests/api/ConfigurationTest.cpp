@@ -67,6 +67,7 @@ TEST(Configuration, AssignmentCopiesAndNullResets) {
   filled.SetUseSSL(false);
   filled.SetOffline(true);
   filled.SetEndpointTimeout(42);
+  filled.SetOfflineStorageLimit(UINT64_MAX);
   Configuration copy;
   copy = &filled;
   copy = &copy;  // self-assignment must not wipe it
@@ -74,6 +75,7 @@ TEST(Configuration, AssignmentCopiesAndNullResets) {
   EXPECT_EQ(W("h/p"), copy.GetEndpointLocation());
   EXPECT_EQ(W(kOther), copy.GetMessageGroup());
   EXPECT_TRUE(!copy.IsUseSSL() && copy.IsOffline() && copy.GetEndpointTimeout() == 42);
+  EXPECT_EQ(UINT64_MAX, copy.GetOfflineStorageLimit());
 
   copy = nullptr;
   for (const QZChar* text : {copy.GetCompanyID(), copy.GetEndpointLocation(), copy.GetMessageGroup(),
@@ -83,6 +85,7 @@ TEST(Configuration, AssignmentCopiesAndNullResets) {
   }
   EXPECT_TRUE(copy.IsUseSSL() && !copy.IsOffline());
   EXPECT_EQ(10000, copy.GetEndpointTimeout());
+  EXPECT_EQ(0u, copy.GetOfflineStorageLimit());  // no limit
   copy.SetEndpointTimeout(0);  // below one means the default
   EXPECT_EQ(10000, copy.GetEndpointTimeout());
   copy.SetEndpointTimeout(LONG_MAX);  // a 64-bit long is capped, not cut to its low bits

@@ -58,6 +58,7 @@ TEST_F(FlatTest, NullHandlesAreIgnored) {
     set(nullptr, 1);
   }
   ::SetEndpointTimeout(nullptr, 5);
+  ::SetOfflineStorageLimit(nullptr, 5);
   EXPECT_EQ(0, ::SetDefaultIDs(nullptr, nullptr, nullptr));
   for (auto set : {::SetBinaryInfoID, ::SetBinaryInfoName, ::SetBinaryInfoVersion,
                    ::SetBinaryInfoClassName, ::SetBinaryInfoMethodName}) {
@@ -156,6 +157,8 @@ TEST_F(FlatTest, SettersReachTheirOwnFieldsWithTheClassRules) {
   EXPECT_EQ(10000, config->GetEndpointTimeout());
   ::SetEndpointTimeout(config, LONG_MAX);
   EXPECT_EQ(INT32_MAX, config->GetEndpointTimeout());
+  ::SetOfflineStorageLimit(config, UINT64_MAX);  // 64 bits on every system
+  EXPECT_EQ(UINT64_MAX, config->GetOfflineStorageLimit());
 
   ::SetBinaryInfoID(binary, kCompany);
   ::SetBinaryInfoModifiedDate(binary, 1000);

@@ -235,5 +235,125 @@ TEST_F(OfflineDataTest, AClaimLeftByADeadSenderIsSentLaterWhileOtherTemporariesS
   EXPECT_EQ(left, Files(".tmp"));
 }
 
+// Every name a sender may try to claim: FIFOs, folders and links named like
+// the oldest batches block nothing, are logged once, and stay where they were.
+TEST_F(OfflineDataTest, WhatIsNotARegularFileIsPassedOverOnceAndBlocksNothing) {
+  for (uint64_t i = 0; i < 3; ++i) Stored(kTime + i, "<m id=\"" + std::to_string(i) + "\"/>");
+  const std::string app = "-" + U8(kApplication) + ".QZ";
+  const std::vector<std::string> planted = {"0000000000000" + app, "0000000000001" + app,
+                                            "0000000000002" + app};
+  const test::PlantedNonFiles plant(AppRoot(), planted[0], planted[1], planted[2]);
+  if (!plant.IsPlanted()) GTEST_SKIP() << "no FIFOs or links can be made here";
+  RecordingTransmitter transmitter;
+  LogCapture log;
+  for (int round = 0; round < 2; ++round) {
+    // A new store, as a new run of the process would make.
+    auto sender = NewStore(false);
+    while (sender->SendNext(transmitter) == OfflineData::kSent) {
+    }
+    EXPECT_EQ(OfflineData::kNothingStored, sender->SendNext(transmitter));
+  }
+  ASSERT_EQ(3u, transmitter.requests.size());
+  for (size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(std::vector<std::string>{std::to_string(i)}, test::MessageIds(transmitter.requests[i].body));
+  }
+  EXPECT_EQ(planted, Files(".QZ"));
+  for (const std::string& name : planted) {
+    EXPECT_EQ(1, log.Count("OfflineData::SendNext",
+                           "Not a regular file, passed over: " + U8(test::PathText(AppRoot() / name))))
+        << log.Dump();
+  }
+}
+
+// Answers 400 to the posts of the batch whose text holds "refused", 204 to the others.
+int32_t RefuseOne(const std::string& body) {
+  return body.find("refused") != std::string::npos ? 400 : 204;
+}
+
+TEST_F(OfflineDataTest, ARefusedBatchGoesBehindTheOthersAndAsideAfterItsThirdRefusal) {
+  Stored(kTime, "<m id=\"refused\"/>");
+  Stored(kTime + 1, "<m id=\"a\"/>");
+  Stored(kTime + 2, "<m id=\"b\"/>");
+  auto sender = NewStore(false);
+  RecordingTransmitter transmitter;
+  transmitter.statusFor = &RefuseOne;
+  LogCapture log;
+  std::vector<int32_t> results;
+  for (int32_t result = 0; result != OfflineData::kNothingStored;) {
+    results.push_back(result = sender->SendNext(transmitter));
+    ASSERT_LT(results.size(), 10u);
+  }
+  const std::vector<int32_t> expected = {OfflineData::kRefused, OfflineData::kSent,
+                                         OfflineData::kSent,    OfflineData::kRefused,
+                                         OfflineData::kRefused, OfflineData::kNothingStored};
+  EXPECT_EQ(expected, results);
+  std::vector<std::string> posted;
+  for (const auto& request : transmitter.requests) posted.push_back(test::MessageIds(request.body)[0]);
+  EXPECT_EQ((std::vector<std::string>{"refused", "a", "b", "refused", "refused"}), posted);
+  // Aside under its stored time, where renaming it back puts it first again.
+  const std::string aside = "00000MI3JX1IG-" + U8(kApplication) + ".QZ.refused";
+  EXPECT_EQ(std::vector<std::string>{aside}, Files(".refused"));
+  EXPECT_TRUE(Files(".QZ").empty() && Files(".tmp").empty());
+  EXPECT_EQ(1, log.Count("OfflineData::SendNext",
+                         "Set aside a batch of 1 messages refused 3 times: " +
+                             U8(test::PathText(AppRoot() / aside))))
+      << log.Dump();
+
+  fs::rename(AppRoot() / aside, AppRoot() / ("00000MI3JX1IG-" + U8(kApplication) + ".QZ"));
+  transmitter.statusFor = nullptr;
+  EXPECT_EQ(OfflineData::kSent, NewStore(false)->SendNext(transmitter));
+  EXPECT_EQ(std::vector<std::string>{"refused"}, test::MessageIds(transmitter.requests.back().body));
+}
+
+TEST_F(OfflineDataTest, OnlyAnswersAboutTheBatchItselfRefuseIt) {
+  const fs::path stored = Stored(kTime, "<m/>");
+  Stored(kTime + 1, "<m id=\"next\"/>");
+  RecordingTransmitter transmitter;
+  // Not refusals: the endpoint is away, busy, or wrongly configured; the batch stays the oldest.
+  for (int32_t status : {0, 301, 401, 404, 408, 429, 500, 503}) {
+    transmitter.statusFor = [status](const std::string&) { return status; };
+    EXPECT_EQ(OfflineData::kBatchFailed, NewStore(false)->SendNext(transmitter)) << status;
+    EXPECT_TRUE(fs::exists(stored)) << status;
+  }
+  for (int32_t status : {413, 415}) {
+    Stored(kTime - 1, "<m id=\"" + std::to_string(status) + "\"/>");
+    transmitter.statusFor = [status](const std::string&) { return status; };
+    EXPECT_EQ(OfflineData::kRefused, NewStore(false)->SendNext(transmitter)) << status;
+  }
+  EXPECT_TRUE(fs::exists(stored));
+  EXPECT_EQ(2u, Files(".r1.QZ").size());
+}
+
+TEST_F(OfflineDataTest, TheLimitDropsSetAsideBatchesFirstThenTheOldest) {
+  auto writer = NewStore(true);
+  const uint64_t size = fs::file_size(test::StoreBatch(*writer, kTime, 2, "<m id=\"0\"/><m/>"));
+  // A little smaller: one message fewer.
+  fs::rename(Stored(kTime - 9, "<m/>"), AppRoot() / "00000MI3JX1I0-aside.QZ.refused");
+  const uint64_t limit = 3 * size + size / 2;
+  writer->SetStorageLimit(limit);
+  LogCapture log;
+  for (uint64_t i = 1; i < 4; ++i) {
+    ASSERT_FALSE(test::StoreBatch(*writer, kTime + i, 2, "<m id=\"" + std::to_string(i) + "\"/><m/>").empty());
+    EXPECT_LE(test::FolderBytes(AppRoot()), limit) << i;
+  }
+  // The set-aside batch went at the second store, the oldest stored one at the third.
+  EXPECT_TRUE(Files(".refused").empty());
+  EXPECT_EQ(3u, Files(".QZ").size());
+  EXPECT_EQ(1, log.Count("OfflineData::MakeRoom", "Dropped 1 stored messages (limit)")) << log.Dump();
+  EXPECT_EQ(1, log.Count("OfflineData::MakeRoom", "Dropped 2 stored messages (limit)"));
+  EXPECT_EQ(2u, log.Entries().size());
+  RecordingTransmitter transmitter;
+  ASSERT_EQ(OfflineData::kSent, NewStore(false)->SendNext(transmitter));
+  EXPECT_EQ(std::vector<std::string>{"1"}, test::MessageIds(transmitter.requests[0].body));
+
+  // A batch that could not fit even alone drops itself, and nothing else.
+  writer->SetStorageLimit(size / 2);
+  log.Clear();
+  EXPECT_TRUE(test::StoreBatch(*writer, kTime + 9, 7, "<m/>").empty());
+  EXPECT_EQ(2u, Files(".QZ").size());
+  EXPECT_TRUE(Files(".tmp").empty());
+  EXPECT_EQ(1, log.Count("OfflineData::MakeRoom", "Dropped 7 stored messages (limit)")) << log.Dump();
+}
+
 }  // namespace
 }  // namespace qz

@@ -3,7 +3,9 @@
 // several processes share one storage folder.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <functional>
 #include <map>
 #include <thread>
@@ -288,6 +290,160 @@ TEST_F(OfflineEndToEndTest, TwoProcessesSharingTheFolderPostEveryBatchExactlyOnc
   EXPECT_EQ(2u * count, posts.size());
   for (const auto& post : posts) EXPECT_EQ(1, post.second) << post.first;
   EXPECT_TRUE(Stored().empty());
+}
+
+TEST_F(OfflineSenderTest, NonFilesNamedLikeTheOldestHoldUpNeitherTheOthersNorTheStop) {
+  StoreBatches(3);
+  const std::string app = "-" + U8(kApplication) + ".QZ";
+  const test::PlantedNonFiles plant(AppRoot(), "0000000000000" + app, "0000000000001" + app,
+                                    "0000000000002" + app);
+  if (!plant.IsPlanted()) GTEST_SKIP() << "no FIFOs or links can be made here";
+  flow.SetMaximumInterval(100);
+  OfflineStorageSenderThread sender(&config, &flow);
+  sender.Start();
+  EXPECT_TRUE(test::WaitFor([&] { return receiver.Count() == 3; }, 20000));
+  const auto begin = std::chrono::steady_clock::now();
+  // A sender stuck in an open would be ended by force at the stop timeout.
+  EXPECT_TRUE(sender.Stop());
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(sender.GetStopTimeout()));
+  EXPECT_EQ((std::vector<std::string>{"0", "1", "2"}), Sent());
+  EXPECT_EQ(3u, Stored().size());  // the three planted, where they were
+}
+
+TEST_F(OfflineSenderTest, ABatchRefusedWith400IsSetAsideAndEveryOtherArrives) {
+  StoreBatches(4);
+  ASSERT_TRUE(receiver.SetStatusFor("<m id=\"0\"/>", 400));
+  flow.SetMaximumInterval(100);
+  OfflineStorageSenderThread sender(&config, &flow);
+  sender.Start();
+  const std::string aside = "00000000000RS-" + U8(kApplication) + ".QZ.refused";  // stored at 1000
+  EXPECT_TRUE(test::WaitFor([&] {
+    return Stored().empty() && StorageFolder::Files(AppRoot(), ".refused") == std::vector<std::string>{aside};
+  }, 30000));
+  Settle();
+  EXPECT_TRUE(sender.Stop());
+  std::map<std::string, int> posts;
+  std::vector<std::string> others;
+  for (const std::string& id : Sent()) {
+    ++posts[id];
+    if (id != "0") others.push_back(id);
+  }
+  EXPECT_EQ(3, posts["0"]);
+  EXPECT_EQ((std::vector<std::string>{"1", "2", "3"}), others);
+  EXPECT_TRUE(StorageFolder::Files(AppRoot(), ".tmp").empty());
+}
+
+TEST_F(OfflineSenderTest, ABatchAnswered500StaysTheOldestAndPausesTheSender) {
+  StoreBatches(3);
+  ASSERT_TRUE(receiver.SetStatusFor("<m id=\"0\"/>", 500));
+  flow.SetMaximumInterval(100);
+  OfflineStorageSenderThread sender(&config, &flow);
+  sender.Start();
+  // Three failures in a row start the pause (60 s by default).
+  ASSERT_TRUE(test::WaitFor([&] { return receiver.Count() == 3; }, 20000));
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  EXPECT_EQ((std::vector<std::string>{"0", "0", "0"}), Sent());
+  EXPECT_EQ(3u, Stored().size());
+  // A forced send goes through the pause; its success ends it.
+  ASSERT_TRUE(receiver.Reset());
+  sender.SendNow();
+  EXPECT_TRUE(test::WaitFor([&] { return Stored().empty(); }, 20000));
+  EXPECT_TRUE(sender.Stop());
+  EXPECT_EQ((std::vector<std::string>{"0", "1", "2"}), Sent());
+}
+
+// Messages of the "Dropped N stored messages (limit)" warnings in log.
+uint64_t Dropped(const LogCapture& log) {
+  static const std::regex kDropped("Dropped ([0-9]+) stored messages \\(limit\\)");
+  uint64_t n = 0;
+  for (const auto& entry : log.Entries()) {
+    std::smatch match;
+    if (entry.source == "OfflineData::MakeRoom" && std::regex_match(entry.message, match, kDropped)) {
+      n += std::stoull(match[1]);
+    }
+  }
+  return n;
+}
+
+// Messages in the stored batches of the folder.
+uint64_t StoredMessages(const fs::path& appRoot) {
+  auto reader = test::NewStore(false);
+  uint64_t n = 0;
+  for (const std::string& name : StorageFolder::Files(appRoot, ".QZ")) {
+    if (reader->Read(test::PathText(appRoot / name).c_str())) n += reader->GetMessageCount();
+  }
+  return n;
+}
+
+TEST_F(OfflineEndToEndTest, UnderALimitRunsWithTheEndpointDownDropTheOldestFirst) {
+  UseEndpoint(receiver.ClosedPort());
+  auto run = [&](const char* feature) {
+    ASSERT_TRUE(API::ApplicationStart(&config, kNoKeys));
+    API::FeatureTick(test::W(feature).c_str(), kNoKeys);
+    API::ApplicationStop(kNoKeys);
+  };
+  run("first");
+  ASSERT_EQ(1u, Stored().size());
+  const std::string first = Stored()[0];
+  const uint64_t limit = 3 * test::FolderBytes(AppRoot()) + test::FolderBytes(AppRoot()) / 2;
+  config.SetOfflineStorageLimit(limit);
+  LogCapture log;
+  const int runs = 6;
+  for (int i = 1; i < runs; ++i) {
+    run("later");
+    EXPECT_LE(test::FolderBytes(AppRoot()), limit) << i;
+  }
+  const std::vector<std::string> left = Stored();
+  EXPECT_EQ(3u, left.size());
+  EXPECT_TRUE(std::find(left.begin(), left.end(), first) == left.end());
+  // Every message of every run is either still stored or counted as dropped.
+  EXPECT_EQ(5u * runs, StoredMessages(AppRoot()) + Dropped(log)) << log.Dump();
+  EXPECT_EQ(0, receiver.Count());
+}
+
+// One of two processes that store batches of 2 messages, all of one size,
+// into one folder under one limit at the same time; writes the number of
+// messages it dropped into the file named by its last argument.
+int StoreWithinLimit(const std::string& base, int index, int count, uint64_t limit,
+                     const std::string& report) {
+  StorageFolder storage(base, StorageFolder::Use::kExisting);
+  auto writer = test::NewStore(true, index == 0 ? kApplication : kOtherApplication);
+  writer->SetStorageLimit(limit);
+  LogCapture log;
+  for (int i = 0; i < count; ++i) {
+    char id[16];
+    std::snprintf(id, sizeof id, "%d-%04d", index, i);
+    test::StoreBatch(*writer, 1000 + 2 * static_cast<uint64_t>(i) + static_cast<uint64_t>(index), 2,
+                     std::string("<m id=\"") + id + "\"/><m/>");
+  }
+  test::WriteBytes(report, std::to_string(Dropped(log)));
+  return 0;
+}
+
+int StoreWithinLimitHelper(const std::vector<std::string>& args) {
+  return args.size() == 4 ? StoreWithinLimit(args[0], 1, std::stoi(args[1]), std::stoull(args[2]), args[3]) : 2;
+}
+test::HelperRegistration storeWithinLimit("store-within-limit", &StoreWithinLimitHelper);
+
+TEST(OfflineLimitTest, TwoProcessesStoringAtOnceKeepTheLimitBetweenThem) {
+  StorageFolder storage;
+  const std::string base = test::U8(test::PathText(storage.Base()));
+  const fs::path sample = test::StoreBatch(*test::NewStore(true), 1, 2, "<m id=\"0-0000\"/><m/>");
+  const uint64_t limit = 5 * fs::file_size(sample);
+  fs::remove(sample);
+  const int count = 40;
+  const fs::path report = storage.Base() / "dropped-by-helper";
+  test::HelperProcess helper;
+  ASSERT_TRUE(helper.Start("store-within-limit",
+                           {base, std::to_string(count), std::to_string(limit), test::U8(test::PathText(report))}));
+  EXPECT_EQ(0, StoreWithinLimit(base, 0, count, limit, test::U8(test::PathText(storage.Base() / "dropped"))));
+  EXPECT_EQ(0, helper.Wait(60000));
+  const fs::path appRoot = storage.AppRoot(kCompany);
+  EXPECT_LE(test::FolderBytes(appRoot), limit);
+  EXPECT_EQ(5u, StorageFolder::Files(appRoot, ".QZ").size());
+  const uint64_t dropped = std::stoull("0" + test::ReadBytes(storage.Base() / "dropped")) +
+                           std::stoull("0" + test::ReadBytes(report));
+  EXPECT_EQ(2u * 2 * count, StoredMessages(appRoot) + dropped);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -46,7 +47,8 @@ inline std::unique_ptr<OfflineData> NewStore(bool fullIdentity,
   return store;
 }
 
-// What the transmitter thread does to store a batch; returns the stored name.
+// What the transmitter thread does to store a batch (within the store's
+// limit, if it has one); returns the stored name, empty when not stored.
 inline std::filesystem::path StoreBatch(OfflineData& store, uint64_t time, uint64_t count,
                                         const std::string& text) {
   StringBuf finalName;
@@ -54,10 +56,15 @@ inline std::filesystem::path StoreBatch(OfflineData& store, uint64_t time, uint6
   StringBuf messages;
   AppendFromUtf8(messages, text);
   if (!store.CreateFileName(finalName, time) || !store.CreateTempFileName(tempName) ||
-      !store.Write(tempName, time, count, messages) ||
-      !store.Rename(tempName, finalName)) {
+      !store.Write(tempName, time, count, messages)) {
     return std::filesystem::path();
   }
+  OfflineData::Room room(store, count);
+  if (!room.Fits()) {
+    store.Delete(tempName);
+    return std::filesystem::path();
+  }
+  if (!store.Rename(tempName, finalName)) return std::filesystem::path();
   return std::filesystem::path(std::u16string(finalName.ToString(),
                                               finalName.ToString() + finalName.StrLen()));
 }
@@ -93,6 +100,36 @@ inline std::vector<std::string> MessageIds(const std::string& text) {
   return ids;
 }
 
+// What is not a regular file, put in folder under three names as a hostile
+// user of the machine could: a FIFO (opening it to read would wait for a
+// writer), a folder, and a symbolic link to a FIFO beside folder. It goes
+// again with this object. Implemented per system.
+class PlantedNonFiles {
+ public:
+  PlantedNonFiles(const std::filesystem::path& folder, const std::string& fifo,
+                  const std::string& directory, const std::string& link);
+  ~PlantedNonFiles();
+  PlantedNonFiles(const PlantedNonFiles&) = delete;
+  PlantedNonFiles& operator=(const PlantedNonFiles&) = delete;
+  // False when this system cannot make them (Windows itself; under Wine it can).
+  bool IsPlanted() const { return planted_; }
+
+ private:
+  std::filesystem::path folder_;
+  std::string fifo_, directory_, link_;
+  bool planted_;
+};
+
+// The bytes of the regular files in folder.
+inline uint64_t FolderBytes(const std::filesystem::path& folder) {
+  uint64_t total = 0;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+    if (entry.is_regular_file(error) && !entry.is_symlink(error)) total += entry.file_size(error);
+  }
+  return total;
+}
+
 // Holds the byte lock on the lock file of a folder, as another process's
 // sender would; implemented per system.
 class HeldQueueLock {
@@ -108,7 +145,8 @@ class HeldQueueLock {
   bool held_;
 };
 
-// Records each post and answers with succeed.
+// Records each post and answers with succeed (204, or no answer at all), or
+// with the status that statusFor gives the body.
 class RecordingTransmitter : public XMLTransmitter {
  public:
   struct Request {
@@ -121,11 +159,13 @@ class RecordingTransmitter : public XMLTransmitter {
             const StringBuf& body) override {
     requests.push_back({U8(platformText), U8(companyId), U8(applicationId), U8(messageGroup),
                         U8(body)});
-    return succeed;
+    lastStatus = statusFor ? statusFor(requests.back().body) : succeed ? 204 : 0;
+    return lastStatus / 100 == 2;
   }
 
   std::vector<Request> requests;
   bool succeed = true;
+  std::function<int32_t(const std::string& body)> statusFor;
 };
 
 }  // namespace test

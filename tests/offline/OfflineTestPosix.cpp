@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "offline/OfflineTest.h"
@@ -13,6 +14,22 @@ HeldQueueLock::HeldQueueLock(const std::filesystem::path& appRoot)
 
 HeldQueueLock::~HeldQueueLock() {
   if (file_ >= 0) close(static_cast<int>(file_));
+}
+
+PlantedNonFiles::PlantedNonFiles(const std::filesystem::path& folder, const std::string& fifo,
+                                 const std::string& directory, const std::string& link)
+    : folder_(folder), fifo_(fifo), directory_(directory), link_(link) {
+  const std::filesystem::path lure = folder.parent_path() / ("lure-" + link);
+  planted_ = mkfifo((folder / fifo).c_str(), 0600) == 0 && mkdir((folder / directory).c_str(), 0700) == 0 &&
+             mkfifo(lure.c_str(), 0600) == 0 && symlink(lure.c_str(), (folder / link).c_str()) == 0;
+}
+
+PlantedNonFiles::~PlantedNonFiles() {
+  std::error_code ignored;
+  for (const std::filesystem::path& path : {folder_ / fifo_, folder_ / directory_, folder_ / link_,
+                                            folder_.parent_path() / ("lure-" + link_)}) {
+    std::filesystem::remove(path, ignored);
+  }
 }
 
 }  // namespace test

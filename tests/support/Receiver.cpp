@@ -101,6 +101,10 @@ bool Receiver::SetStatus(int status, const std::string& retryAfter, int times) {
                  (times > 0 ? "&times=" + std::to_string(times) : std::string()));
 }
 
+bool Receiver::SetStatusFor(const std::string& text, int status) {
+  return Control("/__control/mode?status=" + std::to_string(status) + "&match=" + QueryValue(text));
+}
+
 bool Receiver::Hold() { return Control("/__control/mode?status=hold"); }
 bool Receiver::Release() { return Control("/__control/release"); }
 bool Receiver::Reset() { return Control("/__control/reset"); }

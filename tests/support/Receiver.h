@@ -46,6 +46,8 @@ class Receiver {
   // The next `times` requests (every later one when 0) are answered with this
   // status and a Retry-After header holding retryAfter, then 204 again.
   bool SetStatus(int status, const std::string& retryAfter, int times);
+  // Only requests whose body holds text get status; the others get 204.
+  bool SetStatusFor(const std::string& text, int status);
   bool Hold();
   bool Release();
   // Forget what was received and answer 204 again.

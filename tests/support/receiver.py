@@ -26,6 +26,8 @@ Control requests (GET, on either port; never recorded):
   /__control/mode?status=503&retry_after=2  ... adding a Retry-After header
   /__control/mode?status=503&times=1     only the next request(s), then 204 again
   /__control/mode?status=hold            accept, read, record, never answer
+  /__control/mode?status=400&match=T     ... only to requests whose body holds the
+                                         text T (a later mode or reset ends it); 204 to others
   /__control/release                     let held connections go (closed unanswered)
   /__control/reset                       forget requests, back to 204, release
   /__control/count                       number of recorded requests
@@ -73,6 +75,7 @@ class State:
         self.location = None
         self.retry_after = None
         self.times = None  # requests left before the answer goes back to 204
+        self.match = None  # bytes: only bodies holding them get the status
         self.release = threading.Event()
         self.printer = printer
         self.pins = ""
@@ -86,9 +89,11 @@ class State:
         if self.printer:
             self.printer(entry)
 
-    def mode(self):
+    def mode(self, body):
         """The answer for one recorded request (counting it off a limited mode)."""
         with self.lock:
+            if self.match is not None and self.match not in body:
+                return 204, None, None, self.release
             answer = self.status, self.location, self.retry_after, self.release
             if self.times is not None:
                 self.times -= 1
@@ -184,6 +189,8 @@ def control(state, path, sock):
             state.location = query.get("location")
             state.retry_after = query.get("retry_after")
             state.times = int(query["times"]) if "times" in query else None
+            match = query.get("match")
+            state.match = match.encode("utf-8") if match else None
             if state.status != "hold":
                 state.release.set()
                 state.release = threading.Event()
@@ -199,6 +206,7 @@ def control(state, path, sock):
                 state.retry_after = None
                 state.times = None
                 state.tunnels = []
+                state.match = None
         return answer(sock, 200, b"ok")
     if command == "count":
         with state.lock:
@@ -259,7 +267,7 @@ def make_handler(state, scheme, context):
                 state.record({"scheme": scheme, "raw": head + body, "head": head,
                               "request_line": request_line, "headers": headers,
                               "body": body, "time": time.time()})
-                status, location, retry_after, release = state.mode()
+                status, location, retry_after, release = state.mode(body)
                 if status == "hold":
                     release.wait(HOLD_LIMIT_SECONDS)
                     return

@@ -100,6 +100,7 @@ _SIGNATURES: Dict[str, Tuple[Any, List[Any]]] = {
     "SetVerifyServerCertificate": (None, [_H, _I]),
     "SetServerCertificatePin": (None, [_H, _T]),
     "SetUseSystemProxy": (None, [_H, _I]),
+    "SetOfflineStorageLimit": (None, [_H, _U64]),
 }
 
 _lib: Optional[ctypes.CDLL] = None
@@ -323,6 +324,10 @@ class Configuration(_Object):
     def set_use_system_proxy(self, use: bool) -> None:
         """Opt-in (Windows): the current user's proxy settings instead of WinHTTP's default."""
         self._call("SetUseSystemProxy", _flag(use))
+
+    def set_offline_storage_limit(self, limit_bytes: int) -> None:
+        """Bytes the company's folder of stored batches may hold; 0 (the default) for no limit."""
+        self._call("SetOfflineStorageLimit", _integer(limit_bytes, _U64, "offline storage limit"))
 
     def set_default_ids(self, message_group: Optional[str], default_session: Optional[str]) -> bool:
         """True when both were stored (or cleared with None); False when the
