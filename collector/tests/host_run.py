@@ -24,8 +24,9 @@ def main():
     db = os.path.join(work, "c.db")
     ports = os.path.join(work, "ports")
     log = open(os.path.join(work, "log"), "w")
-    server = subprocess.Popen([collector, "--db", db, "--create", "--http-port", "0", "--https-port", "0", "--report-listen", "127.0.0.1:0",
-                               "--ports-file", ports, "--verbose"], stdout=log, stderr=log)
+    server = subprocess.Popen([collector, "--db", db, "--create", "--http-port", "0", "--https-port", "0",
+                               "--report-listen", "127.0.0.1:0", "--ports-file", ports, "--verbose"],
+                              stdout=log, stderr=log)
     failures = []
     try:
         deadline = time.time() + 60
@@ -34,7 +35,7 @@ def main():
                 print(open(os.path.join(work, "log")).read())
                 sys.exit("the collector did not start")
             time.sleep(0.05)
-        http, https = open(ports).read().split()
+        http, https = open(ports).read().split()[:2]
         env = dict(os.environ, no_proxy="127.0.0.1,localhost", NO_PROXY="127.0.0.1,localhost")
         runs = [[example, "127.0.0.1:%s%s/Publish" % (http, PATH)],
                 [example, "127.0.0.1:%s%s" % (https, PATH), "--https"],
