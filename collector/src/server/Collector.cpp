@@ -141,6 +141,8 @@ void Collector::Stop() {
   stopped = true;
   // Answers need the workers and the writer: they stop after the server,
   // and the server goes only once nothing can answer through it any more.
+  // Reports are not worth a slower stop: those waiting are answered 503.
+  if (reports) reports->Close();
   if (reportServer) reportServer->Stop();
   if (server) server->Stop();
   if (reports) reports->Stop();

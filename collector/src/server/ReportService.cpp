@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "common/Log.h"
 #include "report/HtmlReport.h"
 #include "report/JsonReport.h"
 #include "report/Report.h"
@@ -82,6 +83,12 @@ std::string WithoutToken(const std::string& query, std::string& token) {
   return out;
 }
 
+HttpAnswer Stopping() {
+  HttpAnswer a = Plain(503, "collector stopping, try again later");
+  a.retryAfterSeconds = 5;
+  return a;
+}
+
 void RenicedOnce() {
   thread_local bool done = false;
   if (done) return;
@@ -98,7 +105,12 @@ ReportService::ReportService(Store& store, const ReportOptions& options)
 
 ReportService::~ReportService() { Stop(); }
 
-void ReportService::Stop() { pool.Stop(); }
+void ReportService::Close() { closing = true; }
+
+void ReportService::Stop() {
+  Close();
+  pool.Stop();
+}
 
 int64_t ReportService::Rendered() const {
   std::lock_guard<std::mutex> hold(lock);
@@ -142,21 +154,12 @@ std::optional<HttpAnswer> ReportService::CheckHead(const HttpRequest& head) {
   return refusal;
 }
 
-HttpAnswer ReportService::Render(const std::string& path, const std::string& query) {
-  ReportFilter filter;
-  std::string error, ignored;
-  if (!filter.SetFromQuery(WithoutToken(query, ignored), error)) return Plain(400, error);
-  const std::string today = ReportFilter::Today();
-  const std::string key = path + "?" + filter.Query() + "#" + today;
-  const auto now = std::chrono::steady_clock::now();
-  {
-    std::lock_guard<std::mutex> hold(lock);
-    const auto it = cache.find(key);
-    if (it != cache.end() && it->second.until > now) return it->second.answer;
-  }
+HttpAnswer ReportService::Render(const std::string& path, ReportFilter filter, const std::string& today) {
   if (path != "/" && filter.view.empty()) filter.view = "all";
   Report report;
+  std::string error;
   if (!Report::Load(store, filter, today, report, error)) {
+    Log::Warn("ReportService", "report failed: " + error);
     HttpAnswer a = Plain(503, "report failed: " + error);
     a.retryAfterSeconds = 5;
     return a;
@@ -172,30 +175,68 @@ HttpAnswer ReportService::Render(const std::string& path, const std::string& que
     a.body = TextReport::Render(report);
     a.contentType = "text/plain; charset=utf-8";
   }
-  std::lock_guard<std::mutex> hold(lock);
-  ++rendered;
-  if (cache.size() >= kMaxCached) {
-    for (auto it = cache.begin(); it != cache.end();) it = it->second.until <= now ? cache.erase(it) : std::next(it);
-    if (cache.size() >= kMaxCached) cache.clear();
-  }
-  cache[key] = Cached{now + options.cacheFor, a};
   return a;
 }
 
+void ReportService::Send(const Waiter& w, HttpAnswer a) {
+  if (w.head) a.body.clear();
+  Protect(a);
+  w.respond(std::move(a));
+}
+
+void ReportService::Finish(const std::string& key, const HttpAnswer& answer) {
+  std::vector<Waiter> waiting;
+  {
+    std::lock_guard<std::mutex> hold(lock);
+    const auto it = flights.find(key);
+    if (it == flights.end()) return;
+    waiting = std::move(it->second);
+    flights.erase(it);
+  }
+  for (const Waiter& w : waiting) Send(w, answer);
+}
+
 void ReportService::Handle(HttpRequest request, Respond respond) {
-  auto shared = std::make_shared<HttpRequest>(std::move(request));
-  const bool queued = pool.Post([this, shared, respond] {
+  const Waiter waiter{std::move(respond), request.method == "HEAD"};
+  const std::string path = PathOf(request.target);
+  ReportFilter filter;
+  std::string error, ignored;
+  if (closing) return Send(waiter, Stopping());
+  if (!filter.SetFromQuery(WithoutToken(QueryOf(request.target), ignored), error)) return Send(waiter, Plain(400, error));
+  const std::string today = ReportFilter::Today();
+  const std::string key = path + "?" + filter.Query() + "#" + today;
+  {
+    std::unique_lock<std::mutex> hold(lock);
+    const auto cached = cache.find(key);
+    if (cached != cache.end() && cached->second.until > std::chrono::steady_clock::now()) {
+      HttpAnswer a = cached->second.answer;
+      hold.unlock();
+      return Send(waiter, std::move(a));
+    }
+    auto flight = flights.find(key);
+    if (flight != flights.end()) return flight->second.push_back(waiter);
+    flights[key].push_back(waiter);
+  }
+  const bool queued = pool.Post([this, key, path, filter, today] {
+    if (closing) return Finish(key, Stopping());
     RenicedOnce();
-    HttpAnswer a = Render(PathOf(shared->target), QueryOf(shared->target));
-    if (shared->method == "HEAD") a.body.clear();
-    Protect(a);
-    respond(std::move(a));
+    const HttpAnswer a = Render(path, filter, today);
+    if (a.status == 200) {
+      const auto now = std::chrono::steady_clock::now();
+      std::lock_guard<std::mutex> hold(lock);
+      ++rendered;
+      if (cache.size() >= kMaxCached) {
+        for (auto it = cache.begin(); it != cache.end();) it = it->second.until <= now ? cache.erase(it) : std::next(it);
+        if (cache.size() >= kMaxCached) cache.clear();
+      }
+      cache[key] = Cached{now + options.cacheFor, a};
+    }
+    Finish(key, a);
   });
   if (!queued) {
     HttpAnswer busy = Plain(503, "report busy, try again later");
     busy.retryAfterSeconds = 5;
-    Protect(busy);
-    respond(std::move(busy));
+    Finish(key, closing ? Stopping() : busy);
   }
 }
 

@@ -143,6 +143,9 @@ std::vector<std::string> SummaryTables::CreateStatements() {
                   " (company_id, application_id, day)");
   }
   out.push_back("CREATE INDEX IF NOT EXISTS report_batches_received ON report_batches (received)");
+  // Counting distinct users and hosts joins every run of the range: this
+  // answers those lookups from the index alone.
+  out.push_back("CREATE INDEX IF NOT EXISTS report_runs_people ON report_runs (message_group, user_hash, host_hash, os)");
   return out;
 }
 
