@@ -16,7 +16,8 @@ if(NOT QZ_UNIT_TESTS)
 endif()
 foreach(dir ${QZ_TEST_DIRS})
   get_filename_component(name ${dir} NAME)
-  if(NOT IS_DIRECTORY ${dir} OR name STREQUAL "support" OR name STREQUAL "library")
+  if(NOT IS_DIRECTORY ${dir} OR name STREQUAL "support" OR name STREQUAL "library"
+     OR name STREQUAL "hosts")
     continue()
   endif()
   file(GLOB sources CONFIGURE_DEPENDS ${dir}/*.cpp)
@@ -54,6 +55,25 @@ if(QZ_LIBRARY_TESTS)
   set_tests_properties(library PROPERTIES TIMEOUT ${QZ_TEST_TIMEOUT})
 endif()
 
+# A host of every public member, built with the exported classes and with the
+# inline ones over the flat functions (QZ_USE_FLAT_ABI); host_members runs both
+# and compares what the members answer and what the runs post.
+foreach(flavour classes flat)
+  set(host qz_members_host)
+  if(flavour STREQUAL "flat")
+    set(host qz_members_host_flat)
+  endif()
+  add_executable(${host} ${PROJECT_SOURCE_DIR}/tests/hosts/MembersHost.cpp
+    ${PROJECT_SOURCE_DIR}/tests/hosts/HostRuntimeStd.cpp)
+  target_link_libraries(${host} PRIVATE qz)
+  if(flavour STREQUAL "flat")
+    target_compile_definitions(${host} PRIVATE QZ_USE_FLAT_ABI)
+  endif()
+  if(WIN32)
+    target_link_options(${host} PRIVATE -static-libgcc -static-libstdc++ -static)
+  endif()
+endforeach()
+
 # What the shared library exports and, on Windows, which DLLs it needs. Runs on
 # the build machine: the tool reads the file, nothing is loaded.
 if(WIN32)
@@ -75,7 +95,16 @@ if(Python3_Interpreter_FOUND)
   add_test(NAME receiver_stop COMMAND ${QZ_RECEIVER} stop --state-dir ${QZ_RECEIVER_DIR})
   set_tests_properties(receiver_start PROPERTIES FIXTURES_SETUP receiver TIMEOUT 60)
   set_tests_properties(receiver_stop PROPERTIES FIXTURES_CLEANUP receiver TIMEOUT 60)
-  foreach(test delivery api offline library alloc)
+  add_test(NAME host_members COMMAND ${QZ_PRIVATE_STORAGE} ${Python3_EXECUTABLE}
+    ${PROJECT_SOURCE_DIR}/examples/compare_hosts.py
+    ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:qz_members_host> --
+    ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:qz_members_host_flat>)
+  set_tests_properties(host_members PROPERTIES TIMEOUT 300)
+  # Every public member of the exported classes has its inline counterpart.
+  add_test(NAME inline_members COMMAND ${Python3_EXECUTABLE}
+    ${PROJECT_SOURCE_DIR}/tests/library/check_inline_members.py ${PROJECT_SOURCE_DIR}/include/qz)
+  set_tests_properties(inline_members PROPERTIES TIMEOUT 60)
+  foreach(test delivery api offline library alloc host_members)
     if(TEST ${test})
       set_property(TEST ${test} APPEND PROPERTY FIXTURES_REQUIRED receiver)
       # Tests steer the one receiver's answers, so they take turns with it.

@@ -8,9 +8,10 @@
 //   Native registers. Only libqz.so.1 is needed, not the development link
 //   libqz.so.
 // - The C type long is 32 bits on Windows and 64 bits on Linux: the three
-//   functions that take one are imported in both widths and the right one is
-//   chosen at run time. Their parameters here are C# long; a value that does
-//   not fit a 32-bit long throws OverflowException on Windows.
+//   functions that take one and the two that return one are imported in both
+//   widths and the right one is chosen at run time. Their parameters and
+//   results here are C# long; a value that does not fit a 32-bit long throws
+//   OverflowException on Windows.
 //
 // Texts are marshalled as UTF-16 (CharSet.Unicode, on Linux too); a text
 // holding a NUL character, which the library would read only up to there,
@@ -52,6 +53,9 @@ namespace Qz
         }
 
         internal static HandleRef RefOf(QzObject o) { return o == null ? new HandleRef(null, IntPtr.Zero) : o.Ref; }
+
+        // A text that belongs to the library: read, never freed by the marshaller.
+        internal static string Read(IntPtr p) { return p == IntPtr.Zero ? null : Marshal.PtrToStringUni(p); }
 
         // The text as the library will read it: whole, or refused.
         internal static string Text(string text, string name)
@@ -99,6 +103,30 @@ namespace Qz
         {
             return Native.SetDefaultIDs(Ref, messageGroup, defaultSession) != 0;
         }
+
+        // What the configuration holds, as the library stored it (GUIDs in upper case).
+        public string GetCompanyID() { return Read(Native.GetConfigurationCompanyID(Ref)); }
+        public string GetCompanyName() { return Read(Native.GetConfigurationCompanyName(Ref)); }
+        public string GetApplicationID() { return Read(Native.GetConfigurationApplicationID(Ref)); }
+        public string GetApplicationType() { return Read(Native.GetConfigurationApplicationType(Ref)); }
+        public string GetApplicationName() { return Read(Native.GetConfigurationApplicationName(Ref)); }
+        public string GetApplicationVersion() { return Read(Native.GetConfigurationApplicationVersion(Ref)); }
+        public string GetApplicationInstanceID() { return Read(Native.GetConfigurationApplicationInstanceID(Ref)); }
+        public string GetEndpointLocation() { return Read(Native.GetConfigurationEndpointLocation(Ref)); }
+        public string GetMessageGroup() { return Read(Native.GetConfigurationMessageGroup(Ref)); }
+        public string GetDefaultSession() { return Read(Native.GetConfigurationDefaultSession(Ref)); }
+        public bool IsUseSSL() { return Native.IsConfigurationUseSSL(Ref) != 0; }
+        public bool IsOptIn() { return Native.IsConfigurationOptIn(Ref) != 0; }
+        public bool IsOffline() { return Native.IsConfigurationOffline(Ref) != 0; }
+        public bool IsSendDisabled() { return Native.IsConfigurationSendDisabled(Ref) != 0; }
+        public bool IsSupportOfflineStorage() { return Native.IsConfigurationSupportOfflineStorage(Ref) != 0; }
+        public bool IsOmitPersonalInfo() { return Native.IsConfigurationOmitPersonalInfo(Ref) != 0; }
+        public bool IsFullData() { return Native.IsConfigurationFullData(Ref) != 0; }
+        public long GetEndpointTimeout() { return Native.GetConfigurationEndpointTimeout(Ref); }
+        public bool IsVerifyServerCertificate() { return Native.IsConfigurationVerifyServerCertificate(Ref) != 0; }
+        public string GetServerCertificatePin() { return Read(Native.GetConfigurationServerCertificatePin(Ref)); }
+        public bool IsUseSystemProxy() { return Native.IsConfigurationUseSystemProxy(Ref) != 0; }
+        public ulong GetOfflineStorageLimit() { return Native.GetConfigurationOfflineStorageLimit(Ref); }
     }
 
     public sealed class BinaryInfo : QzObject
@@ -113,6 +141,14 @@ namespace Qz
         public void SetMethodName(string name) { Native.SetBinaryInfoMethodName(Ref, Text(name, "name")); }
         // Milliseconds since 1970-01-01 UTC; 0 means not set.
         public void SetModifiedDate(ulong milliseconds) { Native.SetBinaryInfoModifiedDate(Ref, milliseconds); }
+
+        public string GetID() { return Read(Native.GetBinaryInfoID(Ref)); }
+        public string GetName() { return Read(Native.GetBinaryInfoName(Ref)); }
+        public string GetVersion() { return Read(Native.GetBinaryInfoVersion(Ref)); }
+        public string GetClassName() { return Read(Native.GetBinaryInfoClassName(Ref)); }
+        public string GetMethodName() { return Read(Native.GetBinaryInfoMethodName(Ref)); }
+        public string GetModifiedDateString() { return Read(Native.GetBinaryInfoModifiedDateString(Ref)); }
+        public ulong GetModifiedDate() { return Native.GetBinaryInfoModifiedDate(Ref); }
     }
 
     public sealed class ExtendedKeys : QzObject
@@ -141,6 +177,15 @@ namespace Qz
         public void SetQuietGain(uint percent) { Native.SetFlowControllerQuietGain(Ref, percent); }
         public void SetMaximumSequentialFailureCount(uint count) { Native.SetFlowControllerMaximumSequentialFailureCount(Ref, count); }
         public void SetRetryTimeout(long ms) { Native.SetFlowControllerRetryTimeout(Ref, ms); }
+
+        public ulong GetQueueSize() { return Native.GetFlowControllerQueueSize(Ref); }
+        public ulong GetHighWater() { return Native.GetFlowControllerHighWater(Ref); }
+        public uint GetMaximumInterval() { return Native.GetFlowControllerMaximumInterval(Ref); }
+        public uint GetMinimumInterval() { return Native.GetFlowControllerMinimumInterval(Ref); }
+        public uint GetGain() { return Native.GetFlowControllerGain(Ref); }
+        public uint GetQuietGain() { return Native.GetFlowControllerQuietGain(Ref); }
+        public uint GetMaximumSequentialFailureCount() { return Native.GetFlowControllerMaximumSequentialFailureCount(Ref); }
+        public long GetRetryTimeout() { return Native.GetFlowControllerRetryTimeout(Ref); }
     }
 
     public sealed class ExceptionInfo : QzObject
@@ -155,6 +200,15 @@ namespace Qz
         public void SetMessage(string message) { Native.SetExceptionInfoMessage(Ref, Text(message, "message")); }
         public void SetUserContact(string contact) { Native.SetExceptionInfoUserContact(Ref, Text(contact, "contact")); }
         public void SetUserComment(string comment) { Native.SetExceptionInfoUserComment(Ref, Text(comment, "comment")); }
+
+        public int GetEventType() { return Native.GetExceptionInfoEventType(Ref); }
+        // "caught", "uncaught" or "thrown".
+        public string GetEventTypeString() { return Read(Native.GetExceptionInfoEventTypeString(Ref)); }
+        // The exception's type name (GetType is every C# object's own).
+        public string GetTypeName() { return Read(Native.GetExceptionInfoType(Ref)); }
+        public string GetMessage() { return Read(Native.GetExceptionInfoMessage(Ref)); }
+        public string GetUserContact() { return Read(Native.GetExceptionInfoUserContact(Ref)); }
+        public string GetUserComment() { return Read(Native.GetExceptionInfoUserComment(Ref)); }
     }
 
     // The run. Any object may be null; a null session means the run's default session.
@@ -223,12 +277,9 @@ namespace Qz
         public static void SetSendDisabled(bool disabled) { Native.SetSendDisabled(disabled ? 1 : 0); }
         public static void SendMessages() { Native.SendMessages(); }
         public static bool IsApplicationStarted() { return Native.IsApplicationStarted() != 0; }
-        // The texts belong to the library: read, never freed by the marshaller.
-        public static string GetDefaultSession() { return Read(Native.GetDefaultSession()); }
-        public static string GetMessageGroup() { return Read(Native.GetMessageGroup()); }
+        public static string GetDefaultSession() { return QzObject.Read(Native.GetDefaultSession()); }
+        public static string GetMessageGroup() { return QzObject.Read(Native.GetMessageGroup()); }
         public static void SetLogLevel(int level) { Native.SetLogLevel(level); }
-
-        static string Read(IntPtr p) { return p == IntPtr.Zero ? null : Marshal.PtrToStringUni(p); }
     }
 
     static class Native
@@ -288,6 +339,16 @@ namespace Qz
         {
             if (LongIs32Bits) SetFlowControllerRetryTimeout32(f, ToCLong32(milliseconds, "milliseconds"));
             else SetFlowControllerRetryTimeout64(f, milliseconds);
+        }
+
+        internal static long GetConfigurationEndpointTimeout(HandleRef c)
+        {
+            return LongIs32Bits ? GetConfigurationEndpointTimeout32(c) : GetConfigurationEndpointTimeout64(c);
+        }
+
+        internal static long GetFlowControllerRetryTimeout(HandleRef f)
+        {
+            return LongIs32Bits ? GetFlowControllerRetryTimeout32(f) : GetFlowControllerRetryTimeout64(f);
         }
 
         [DllImport(Lib)] internal static extern IntPtr CreateConfiguration();
@@ -371,5 +432,96 @@ namespace Qz
         [DllImport(Lib)] internal static extern IntPtr GetDefaultSession();
         [DllImport(Lib)] internal static extern IntPtr GetMessageGroup();
         [DllImport(Lib)] internal static extern void SetLogLevel(int level);
+
+        // The rest of the classes' members. The C# classes above use the getters;
+        // the others (StringBuf, reading ExtendedKeys back, copies, pacing) are
+        // imported so that the assembly covers the whole flat interface.
+        [DllImport(Lib)] internal static extern void AssignConfiguration(HandleRef config, HandleRef from);
+        [DllImport(Lib)] internal static extern void AssignBinaryInfo(HandleRef binaryInfo, HandleRef from);
+        [DllImport(Lib)] internal static extern void AssignFlowController(HandleRef flow, HandleRef from);
+        [DllImport(Lib)] internal static extern void AssignExceptionInfo(HandleRef info, HandleRef from);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationCompanyID(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationCompanyName(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationApplicationID(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationApplicationType(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationApplicationName(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationApplicationVersion(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationApplicationInstanceID(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationEndpointLocation(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationMessageGroup(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationDefaultSession(HandleRef config);
+        [DllImport(Lib)] internal static extern int IsConfigurationUseSSL(HandleRef config);
+        [DllImport(Lib)] internal static extern int IsConfigurationOptIn(HandleRef config);
+        [DllImport(Lib)] internal static extern int IsConfigurationOffline(HandleRef config);
+        [DllImport(Lib)] internal static extern int IsConfigurationSendDisabled(HandleRef config);
+        [DllImport(Lib)] internal static extern int IsConfigurationSupportOfflineStorage(HandleRef config);
+        [DllImport(Lib)] internal static extern int IsConfigurationOmitPersonalInfo(HandleRef config);
+        [DllImport(Lib)] internal static extern int IsConfigurationFullData(HandleRef config);
+        [DllImport(Lib, EntryPoint = "GetConfigurationEndpointTimeout")] static extern int GetConfigurationEndpointTimeout32(HandleRef config);
+        [DllImport(Lib, EntryPoint = "GetConfigurationEndpointTimeout")] static extern long GetConfigurationEndpointTimeout64(HandleRef config);
+        [DllImport(Lib)] internal static extern int IsConfigurationVerifyServerCertificate(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetConfigurationServerCertificatePin(HandleRef config);
+        [DllImport(Lib)] internal static extern int IsConfigurationUseSystemProxy(HandleRef config);
+        [DllImport(Lib)] internal static extern ulong GetConfigurationOfflineStorageLimit(HandleRef config);
+        [DllImport(Lib)] internal static extern IntPtr GetBinaryInfoID(HandleRef binaryInfo);
+        [DllImport(Lib)] internal static extern IntPtr GetBinaryInfoName(HandleRef binaryInfo);
+        [DllImport(Lib)] internal static extern IntPtr GetBinaryInfoVersion(HandleRef binaryInfo);
+        [DllImport(Lib)] internal static extern IntPtr GetBinaryInfoClassName(HandleRef binaryInfo);
+        [DllImport(Lib)] internal static extern IntPtr GetBinaryInfoMethodName(HandleRef binaryInfo);
+        [DllImport(Lib)] internal static extern IntPtr GetBinaryInfoModifiedDateString(HandleRef binaryInfo);
+        [DllImport(Lib)] internal static extern ulong GetBinaryInfoModifiedDate(HandleRef binaryInfo);
+        [DllImport(Lib)] internal static extern ulong GetExtendedKeysSize(HandleRef keys);
+        [DllImport(Lib)] internal static extern IntPtr GetExtendedKey(HandleRef keys, ulong index);
+        [DllImport(Lib)] internal static extern IntPtr GetExtendedKeyKey(IntPtr property);
+        [DllImport(Lib)] internal static extern IntPtr GetExtendedKeyValue(IntPtr property);
+        [DllImport(Lib)] internal static extern int GetExtendedKeyKind(IntPtr property);
+        [DllImport(Lib)] internal static extern void SetFlowControllerOffline(HandleRef flow, int offline);
+        [DllImport(Lib)] internal static extern void SetFlowControllerSupportOfflineStorage(HandleRef flow, int supported);
+        [DllImport(Lib)] internal static extern void SetFlowControllerSendDisabled(HandleRef flow, int sendDisabled);
+        [DllImport(Lib)] internal static extern ulong GetFlowControllerQueueSize(HandleRef flow);
+        [DllImport(Lib)] internal static extern ulong GetFlowControllerHighWater(HandleRef flow);
+        [DllImport(Lib)] internal static extern uint GetFlowControllerMaximumInterval(HandleRef flow);
+        [DllImport(Lib)] internal static extern uint GetFlowControllerMinimumInterval(HandleRef flow);
+        [DllImport(Lib)] internal static extern uint GetFlowControllerGain(HandleRef flow);
+        [DllImport(Lib)] internal static extern uint GetFlowControllerQuietGain(HandleRef flow);
+        [DllImport(Lib)] internal static extern uint GetFlowControllerMaximumSequentialFailureCount(HandleRef flow);
+        [DllImport(Lib, EntryPoint = "GetFlowControllerRetryTimeout")] static extern int GetFlowControllerRetryTimeout32(HandleRef flow);
+        [DllImport(Lib, EntryPoint = "GetFlowControllerRetryTimeout")] static extern long GetFlowControllerRetryTimeout64(HandleRef flow);
+        [DllImport(Lib)] internal static extern int IsFlowControllerOffline(HandleRef flow);
+        [DllImport(Lib)] internal static extern int IsFlowControllerSupportOfflineStorage(HandleRef flow);
+        [DllImport(Lib)] internal static extern int IsFlowControllerSendDisabled(HandleRef flow);
+        [DllImport(Lib)] internal static extern uint FlowControllerGetInterval(HandleRef flow, ulong count);
+        [DllImport(Lib)] internal static extern ulong FlowControllerMessagesToDrop(HandleRef flow, ulong count);
+        [DllImport(Lib)] internal static extern int FlowControllerOKToTransmit(HandleRef flow);
+        [DllImport(Lib)] internal static extern void FlowControllerOnSend(HandleRef flow, int success);
+        [DllImport(Lib)] internal static extern int GetExceptionInfoEventType(HandleRef info);
+        [DllImport(Lib)] internal static extern IntPtr GetExceptionInfoEventTypeString(HandleRef info);
+        [DllImport(Lib)] internal static extern IntPtr GetExceptionInfoType(HandleRef info);
+        [DllImport(Lib)] internal static extern IntPtr GetExceptionInfoMessage(HandleRef info);
+        [DllImport(Lib)] internal static extern IntPtr GetExceptionInfoUserContact(HandleRef info);
+        [DllImport(Lib)] internal static extern IntPtr GetExceptionInfoUserComment(HandleRef info);
+        [DllImport(Lib)] internal static extern void ExceptionInfoFromException(HandleRef info, int eventType, [MarshalAs(UnmanagedType.LPStr)] string what);
+        [DllImport(Lib)] internal static extern IntPtr CreateStringBuf(ulong capacity);
+        [DllImport(Lib, CharSet = Utf16)] internal static extern IntPtr CreateStringBufFromText(string text);
+        [DllImport(Lib)] internal static extern void DeleteStringBuf(IntPtr text);
+        [DllImport(Lib, CharSet = Utf16)] internal static extern int AssignStringBuf(IntPtr text, string from);
+        [DllImport(Lib)] internal static extern IntPtr GetStringBufText(IntPtr text);
+        [DllImport(Lib)] internal static extern ulong GetStringBufLength(IntPtr text);
+        [DllImport(Lib)] internal static extern ulong GetStringBufCapacity(IntPtr text);
+        [DllImport(Lib)] internal static extern ulong GetStringBufGrowth(IntPtr text);
+        [DllImport(Lib, CharSet = Utf16)] internal static extern int StringBufAppend(IntPtr text, string chars, ulong count);
+        [DllImport(Lib)] internal static extern int StringBufAppendNarrow(IntPtr text, [MarshalAs(UnmanagedType.LPStr)] string narrow);
+        [DllImport(Lib)] internal static extern int StringBufAppendInt32(IntPtr text, int value, int radix);
+        [DllImport(Lib)] internal static extern int StringBufAppendUInt32(IntPtr text, uint value, int radix);
+        [DllImport(Lib)] internal static extern int StringBufAppendUInt64(IntPtr text, ulong value, int radix);
+        [DllImport(Lib)] internal static extern int StringBufAppendDouble(IntPtr text, double value);
+        [DllImport(Lib)] internal static extern void StringBufClear(IntPtr text);
+        [DllImport(Lib)] internal static extern void StringBufTrim(IntPtr text);
+        [DllImport(Lib)] internal static extern void StringBufToUpperCase(IntPtr text);
+        [DllImport(Lib)] internal static extern void StringBufToLowercase(IntPtr text);
+        [DllImport(Lib, CharSet = Utf16)] internal static extern int StringBufStartsWith(IntPtr text, string prefix, ulong offset);
+        [DllImport(Lib, CharSet = Utf16)] internal static extern long StringBufLastIndexOf(IntPtr text, char c);
+        [DllImport(Lib)] internal static extern void StringBufSubString(IntPtr text, long start, ulong count);
+        [DllImport(Lib)] internal static extern void StringBufSubStringFrom(IntPtr text, long start);
     }
 }

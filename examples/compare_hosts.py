@@ -4,7 +4,9 @@
   compare_hosts.py REFERENCE_COMMAND... -- HOST_COMMAND...
 
 Each command gets the endpoint appended as its last argument and must print
-"host: message group GUID". The receiver is the one ctest starts (the
+"host: message group GUID". When the reference prints "host: value ..." lines
+(what the members of the classes answered), the host must print the same lines
+in the same order. The receiver is the one ctest starts (the
 "receiver" fixture; QZ_RECEIVER_DIR names its state folder). The batches of the
 run with that message group must hold the same message kinds in the same
 order, with the same elements and attribute names. Values are compared only
@@ -60,7 +62,7 @@ def describe(s, depth=0):
 
 
 def run(command, port, name):
-    """Runs one host; returns (envelope shapes, message shapes) of its run."""
+    """Runs one host; returns (envelope shapes, message shapes, value lines)."""
     control(port, "reset")
     endpoint = "127.0.0.1:%d%s" % (port, PATH)
     try:
@@ -88,7 +90,8 @@ def run(command, port, name):
         messages.extend(shape(child) for child in root if child.tag not in HEAD)
     if not messages:
         raise SystemExit("%s: no batch of its run arrived" % name)
-    return envelopes, messages
+    values = [line.rstrip() for line in output.splitlines() if line.startswith("host: value ")]
+    return envelopes, messages, values
 
 
 def main():
@@ -103,10 +106,16 @@ def main():
     with open(os.path.join(state, "ports")) as f:
         port = int(f.read().split()[1])
 
-    want_envelopes, want = run(reference, port, "reference")
-    got_envelopes, got = run(host, port, "host")
+    want_envelopes, want, want_values = run(reference, port, "reference")
+    got_envelopes, got, got_values = run(host, port, "host")
 
     faults = []
+    if want_values and got_values != want_values:
+        for i, (g, w) in enumerate(zip(got_values + [None] * len(want_values),
+                                       want_values + [None] * len(got_values))):
+            if g != w:
+                faults.append("value line %d differs:\n  got      %s\n  expected %s" % (i + 1, g, w))
+                break
     if got_envelopes != want_envelopes:
         faults.append("batch envelopes differ:\n%s\nexpected:\n%s" % (
             "\n".join(l for e in got_envelopes for l in describe(e)),
@@ -123,6 +132,8 @@ def main():
     if faults:
         print("\n".join(faults))
         return 1
+    if want_values:
+        print("the host's %d value lines match the reference's" % len(got_values))
     print("the host's %d messages match the reference in kind, order and structure: %s" %
           (len(got), " ".join(kinds)))
     return 0

@@ -76,11 +76,17 @@ class Arguments {
   unsigned Unsigned() { return data_.ConsumeIntegral<unsigned>(); }
   long Long() { return data_.ConsumeIntegral<long>(); }  // NOLINT(runtime/int)
   int Flag() { return data_.ConsumeIntegralInRange<int>(-1, 2); }
+  // Bytes of any value, NUL-terminated.
+  const char* Narrow() {
+    narrows_.push_back(data_.ConsumeRandomLengthString(64));
+    return narrows_.back().c_str();
+  }
   size_t Slot() { return data_.ConsumeIntegralInRange<size_t>(0, 2); }
 
  private:
   FuzzedDataProvider& data_;
   std::deque<std::u16string> texts_;  // never moves a text it holds
+  std::deque<std::string> narrows_;
 };
 
 template <typename T>
@@ -92,8 +98,10 @@ struct Handles {
   Slots<QZExtendedKeys> keys{};
   Slots<QZFlowController> flows{};
   Slots<QZExceptionInfo> exceptions{};
+  Slots<QZStringBuf> strings{};
 
   ~Handles() {
+    for (auto* h : strings) DeleteStringBuf(h);
     for (auto* h : configs) DeleteConfiguration(h);
     for (auto* h : infos) DeleteBinaryInfo(h);
     for (auto* h : keys) DeleteExtendedKeys(h);
@@ -102,13 +110,72 @@ struct Handles {
   }
 };
 
+// Every text a getter gives is there to read, whatever the handle.
+void CheckText(const QZChar* text) {
+  QZ_FUZZ_CHECK(text != nullptr);
+  while (*text != 0) ++text;
+}
+
+void ReadBack(const QZConfiguration* c, const QZBinaryInfo* b, const QZFlowController* f,
+              const QZExceptionInfo* e) {
+  for (auto get : {GetConfigurationCompanyID, GetConfigurationCompanyName, GetConfigurationApplicationID,
+                   GetConfigurationApplicationType, GetConfigurationApplicationName,
+                   GetConfigurationApplicationVersion, GetConfigurationApplicationInstanceID,
+                   GetConfigurationEndpointLocation, GetConfigurationMessageGroup,
+                   GetConfigurationDefaultSession, GetConfigurationServerCertificatePin}) {
+    CheckText(get(c));
+  }
+  QZ_FUZZ_CHECK(c == nullptr || GetConfigurationEndpointTimeout(c) > 0);
+  QZ_FUZZ_CHECK(GetConfigurationOfflineStorageLimit(c) <= (1u << 16));
+  for (auto get : {GetBinaryInfoID, GetBinaryInfoName, GetBinaryInfoVersion, GetBinaryInfoClassName,
+                   GetBinaryInfoMethodName, GetBinaryInfoModifiedDateString}) {
+    CheckText(get(b));
+  }
+  QZ_FUZZ_CHECK(f == nullptr || (GetFlowControllerHighWater(f) < GetFlowControllerQueueSize(f) &&
+                                 GetFlowControllerMinimumInterval(f) <= GetFlowControllerMaximumInterval(f)));
+  for (auto get : {GetExceptionInfoEventTypeString, GetExceptionInfoType, GetExceptionInfoMessage,
+                   GetExceptionInfoUserContact, GetExceptionInfoUserComment}) {
+    CheckText(get(e));
+  }
+}
+
+// One StringBuf operation; the text stays terminated at its length.
+void EditString(FuzzedDataProvider& data, Arguments& a, QZStringBuf* s) {
+  const QZChar* text = a.Text();
+  switch (data.ConsumeIntegralInRange<int>(0, 13)) {
+    case 0: AssignStringBuf(s, data.ConsumeBool() ? GetStringBufText(s) : text); break;
+    case 1: {
+      uint64_t n = 0;
+      while (text != nullptr && text[n] != 0) ++n;
+      StringBufAppend(s, text, n);
+      break;
+    }
+    case 2: StringBufAppendNarrow(s, a.Narrow()); break;
+    case 3: StringBufAppendInt32(s, a.Int(), a.Int()); break;
+    case 4: StringBufAppendUInt32(s, a.Unsigned(), a.Int()); break;
+    case 5: StringBufAppendUInt64(s, data.ConsumeIntegral<uint64_t>(), a.Int()); break;
+    case 6: StringBufAppendDouble(s, data.ConsumeFloatingPoint<double>()); break;
+    case 7: StringBufClear(s); break;
+    case 8: StringBufTrim(s); break;
+    case 9: data.ConsumeBool() ? StringBufToUpperCase(s) : StringBufToLowercase(s); break;
+    case 10: StringBufStartsWith(s, text, data.ConsumeIntegral<uint64_t>()); break;
+    case 11: StringBufLastIndexOf(s, data.ConsumeIntegral<QZChar>()); break;
+    case 12: StringBufSubString(s, data.ConsumeIntegral<int64_t>(), data.ConsumeIntegral<uint64_t>()); break;
+    case 13: StringBufSubStringFrom(s, data.ConsumeIntegral<int64_t>()); break;
+  }
+  if (s != nullptr) {
+    QZ_FUZZ_CHECK(GetStringBufLength(s) < GetStringBufCapacity(s));
+    QZ_FUZZ_CHECK(GetStringBufText(s)[GetStringBufLength(s)] == 0);
+  }
+}
+
 void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
   QZConfiguration* c = h.configs[a.Slot()];
   QZBinaryInfo* b = h.infos[a.Slot()];
   QZExtendedKeys* k = h.keys[a.Slot()];
   QZFlowController* f = h.flows[a.Slot()];
   QZExceptionInfo* e = h.exceptions[a.Slot()];
-  switch (data.ConsumeIntegralInRange<int>(0, 71)) {
+  switch (data.ConsumeIntegralInRange<int>(0, 79)) {
     // Lifetimes: a slot's object is deleted before another takes its place.
     case 0: { size_t s = a.Slot(); DeleteConfiguration(h.configs[s]); h.configs[s] = CreateConfiguration(); break; }
     case 1: { size_t s = a.Slot(); DeleteConfiguration(h.configs[s]); h.configs[s] = nullptr; break; }
@@ -195,6 +262,47 @@ void Step(FuzzedDataProvider& data, Arguments& a, Handles& h) {
     case 70: SetUseSystemProxy(c, a.Flag()); break;
     // Small limits, so that stores make room and drop.
     case 71: SetOfflineStorageLimit(c, data.ConsumeIntegralInRange<uint64_t>(0, 1u << 16)); break;
+    // The rest of the classes' members: copies between slots (itself, deleted
+    // and null included), reading back, pacing, StringBuf.
+    case 72: {
+      const size_t from = a.Slot();
+      AssignConfiguration(c, h.configs[from]);
+      AssignBinaryInfo(b, h.infos[from]);
+      AssignFlowController(f, h.flows[from]);
+      AssignExceptionInfo(e, h.exceptions[from]);
+      break;
+    }
+    case 73: ReadBack(c, b, f, e); break;
+    case 74: {
+      const uint64_t size = GetExtendedKeysSize(k);
+      const uint64_t index = data.ConsumeIntegralInRange<uint64_t>(0, size);
+      const QZExtendedKey* property = GetExtendedKey(k, index);
+      QZ_FUZZ_CHECK((property != nullptr) == (index < size));
+      CheckText(GetExtendedKeyKey(property));
+      CheckText(GetExtendedKeyValue(property));
+      QZ_FUZZ_CHECK(GetExtendedKeyKind(property) >= 0 && GetExtendedKeyKind(property) <= 4);
+      break;
+    }
+    case 75:
+      SetFlowControllerOffline(f, a.Flag());
+      SetFlowControllerSupportOfflineStorage(f, a.Flag());
+      SetFlowControllerSendDisabled(f, a.Flag());
+      FlowControllerOnSend(f, a.Flag());
+      break;
+    case 76:
+      FlowControllerGetInterval(f, data.ConsumeIntegral<uint64_t>());
+      FlowControllerMessagesToDrop(f, data.ConsumeIntegral<uint64_t>());
+      QZ_FUZZ_CHECK(FlowControllerOKToTransmit(f) == 0 || FlowControllerOKToTransmit(f) == 1);
+      break;
+    case 77: ExceptionInfoFromException(e, data.ConsumeBool() ? a.Int() : 100 * (1 + a.Slot()), a.Narrow()); break;
+    case 78: {
+      const size_t s = a.Slot();
+      DeleteStringBuf(h.strings[s]);
+      h.strings[s] = data.ConsumeBool() ? CreateStringBuf(data.ConsumeIntegral<uint64_t>())
+                                        : CreateStringBufFromText(a.Text());
+      break;
+    }
+    case 79: EditString(data, a, h.strings[a.Slot()]); break;
   }
 }
 

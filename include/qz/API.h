@@ -2,9 +2,14 @@
 #ifndef QZ_API_H
 #define QZ_API_H
 
-#include <cstdint>
-
 #include "qz/export.h"
+
+#if defined(QZ_USE_FLAT_ABI)
+// Compilers that cannot call the exported classes get the same ones inline.
+#include "qz/qz_inline.h"
+#else
+
+#include <cstdint>
 
 namespace qz {
 
@@ -92,5 +97,7 @@ class QZ_API API {
 };
 
 }  // namespace qz
+
+#endif  // QZ_USE_FLAT_ABI
 
 #endif  // QZ_API_H

@@ -2,10 +2,16 @@
 #ifndef QZ_BINARYINFO_H
 #define QZ_BINARYINFO_H
 
+#include "qz/export.h"
+
+#if defined(QZ_USE_FLAT_ABI)
+// Compilers that cannot call the exported classes get the same ones inline.
+#include "qz/qz_inline.h"
+#else
+
 #include <cstdint>
 
 #include "qz/StringBuf.h"
-#include "qz/export.h"
 
 // <windows.h> turns GetClassName into GetClassNameA/W; keep the real name here
 // and give the renamed calls a forwarder so hosts may include either header first.
@@ -60,5 +66,7 @@ class QZ_API BinaryInfo {
 }  // namespace qz
 
 #pragma pop_macro("GetClassName")
+
+#endif  // QZ_USE_FLAT_ABI
 
 #endif  // QZ_BINARYINFO_H

@@ -2,10 +2,16 @@
 #ifndef QZ_CONFIGURATION_H
 #define QZ_CONFIGURATION_H
 
+#include "qz/export.h"
+
+#if defined(QZ_USE_FLAT_ABI)
+// Compilers that cannot call the exported classes get the same ones inline.
+#include "qz/qz_inline.h"
+#else
+
 #include <cstdint>
 
 #include "qz/StringBuf.h"
-#include "qz/export.h"
 
 namespace qz {
 
@@ -114,5 +120,7 @@ class QZ_API Configuration {
 };
 
 }  // namespace qz
+
+#endif  // QZ_USE_FLAT_ABI
 
 #endif  // QZ_CONFIGURATION_H

@@ -2,11 +2,17 @@
 #ifndef QZ_EXCEPTIONINFO_H
 #define QZ_EXCEPTIONINFO_H
 
+#include "qz/export.h"
+
+#if defined(QZ_USE_FLAT_ABI)
+// Compilers that cannot call the exported classes get the same ones inline.
+#include "qz/qz_inline.h"
+#else
+
 #include <cstdint>
 #include <exception>
 
 #include "qz/StringBuf.h"
-#include "qz/export.h"
 
 // <windows.h> turns GetMessage into GetMessageA/W; keep the real name here and
 // give the renamed calls a forwarder so hosts may include either header first.
@@ -78,5 +84,7 @@ class QZ_API ExceptionInfo {
 }  // namespace qz
 
 #pragma pop_macro("GetMessage")
+
+#endif  // QZ_USE_FLAT_ABI
 
 #endif  // QZ_EXCEPTIONINFO_H

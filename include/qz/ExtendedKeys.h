@@ -2,10 +2,16 @@
 #ifndef QZ_EXTENDEDKEYS_H
 #define QZ_EXTENDEDKEYS_H
 
+#include "qz/export.h"
+
+#if defined(QZ_USE_FLAT_ABI)
+// Compilers that cannot call the exported classes get the same ones inline.
+#include "qz/qz_inline.h"
+#else
+
 #include <cstdint>
 
 #include "qz/StringBuf.h"
-#include "qz/export.h"
 
 namespace qz {
 
@@ -78,5 +84,7 @@ class QZ_API ExtendedKeys {
 };
 
 }  // namespace qz
+
+#endif  // QZ_USE_FLAT_ABI
 
 #endif  // QZ_EXTENDEDKEYS_H

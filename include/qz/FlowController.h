@@ -3,11 +3,16 @@
 #ifndef QZ_FLOWCONTROLLER_H
 #define QZ_FLOWCONTROLLER_H
 
+#include "qz/export.h"
+
+#if defined(QZ_USE_FLAT_ABI)
+// Compilers that cannot call the exported classes get the same ones inline.
+#include "qz/qz_inline.h"
+#else
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-
-#include "qz/export.h"
 
 namespace qz {
 
@@ -78,5 +83,7 @@ class QZ_API FlowController {
 };
 
 }  // namespace qz
+
+#endif  // QZ_USE_FLAT_ABI
 
 #endif  // QZ_FLOWCONTROLLER_H

@@ -2,9 +2,14 @@
 #ifndef QZ_STRINGBUF_H
 #define QZ_STRINGBUF_H
 
-#include <cstdint>
-
 #include "qz/export.h"
+
+#if defined(QZ_USE_FLAT_ABI)
+// Compilers that cannot call the exported classes get the same ones inline.
+#include "qz/qz_inline.h"
+#else
+
+#include <cstdint>
 
 namespace qz {
 
@@ -73,5 +78,7 @@ class QZ_API StringBuf {
 };
 
 }  // namespace qz
+
+#endif  // QZ_USE_FLAT_ABI
 
 #endif  // QZ_STRINGBUF_H

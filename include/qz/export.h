@@ -18,6 +18,20 @@
 #  endif
 #endif
 
+/* Which C++ classes the headers give. qzwin32.dll's own classes follow the GCC
+   ABI (MinGW), which Visual C++ and clang-cl (_MSC_VER) cannot call; for them
+   the headers give the same classes as inline code over the flat functions
+   (qz/qz_inline.h). QZ_USE_FLAT_ABI, defined to anything, asks for those on any
+   compiler. Every translation unit of a program must agree (outside Visual C++
+   the two kinds are different types, so a program that mixes them fails to
+   link). */
+#if defined(_MSC_VER) && !defined(QZ_USE_FLAT_ABI)
+#  define QZ_USE_FLAT_ABI 1
+#endif
+#if defined(QZ_USE_FLAT_ABI) && defined(QZ_BUILDING_DLL)
+#  error "QZ_USE_FLAT_ABI is for hosts: the library itself is built with the classes it exports"
+#endif
+
 /* One UTF-16 code unit on every platform. QZ_TEXT("...") makes a literal of
    them: on Windows always, elsewhere in C++ and in C11 or later (C99 has no
    UTF-16 literals). */

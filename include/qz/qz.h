@@ -1,4 +1,6 @@
-// The whole C++ interface of the qz telemetry library.
+// The whole C++ interface of the qz telemetry library. Under Visual C++ and
+// clang-cl, and wherever QZ_USE_FLAT_ABI is defined, the class headers give the
+// same classes as inline code over the flat functions (qz/qz_inline.h).
 #ifndef QZ_QZ_H
 #define QZ_QZ_H
 

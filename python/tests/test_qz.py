@@ -94,6 +94,35 @@ class ValuesTest(unittest.TestCase):
                                                    "6513270E-269E-4D37-B2A7-4DE452E6B438"))
             self.assertFalse(config.set_default_ids("not a GUID", "not a GUID either"))
 
+    def test_the_getters_read_what_the_library_stored(self):
+        with qz.Configuration() as config, qz.FlowController() as flow, \
+                qz.BinaryInfo() as binary, qz.ExceptionInfo() as info:
+            config.set_company_id(COMPANY.lower())
+            config.set_application_id("not a GUID")
+            config.set_company_name("Example & Sons \u00fc")
+            config.set_endpoint_timeout(-5)
+            config.set_initial_opt_in(False)
+            config.set_offline_storage_limit(2**64 - 1)
+            self.assertEqual(2**64 - 1, config.get_offline_storage_limit())
+            self.assertEqual(COMPANY, config.get_company_id())
+            self.assertEqual("", config.get_application_id())
+            self.assertEqual("Example & Sons \u00fc", config.get_company_name())
+            self.assertEqual(10000, config.get_endpoint_timeout())
+            self.assertFalse(config.is_opt_in())
+            self.assertTrue(config.is_use_ssl())
+            flow.set_queue_size(0)
+            flow.set_retry_timeout(-1)
+            self.assertEqual((3, 2, 0), (flow.get_queue_size(), flow.get_high_water(),
+                                         flow.get_retry_timeout()))
+            binary.set_modified_date(1000)
+            self.assertEqual((1000, "1970-01-01T00:00:01.000Z"),
+                             (binary.get_modified_date(), binary.get_modified_date_string()))
+            info.set_event_type(qz.EVENT_THROWN)
+            info.set_user_comment("  trimmed ")
+            self.assertEqual((300, "thrown", "trimmed"), (info.get_event_type(),
+                                                          info.get_event_type_string(),
+                                                          info.get_user_comment()))
+
 
 @unittest.skipUnless(os.environ.get("QZ_TEST_ENDPOINT"), "QZ_TEST_ENDPOINT is not set")
 class RunTest(unittest.TestCase):

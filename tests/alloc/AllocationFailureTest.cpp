@@ -14,6 +14,7 @@
 #include <new>
 #include <string>
 
+#include "alloc/InlineClasses.h"
 #include "qz/API.h"
 #include "qz/BinaryInfo.h"
 #include "qz/Configuration.h"
@@ -176,6 +177,43 @@ TEST_F(AllocationFailureTest, NoAllocationFailureReachesTheHostAndTheLibraryReco
                               "<fault ", "<system-profile ", "<session-stop ", "<app-stop "}) {
     EXPECT_NE(std::string::npos, bodies.find(element)) << element;
   }
+}
+
+// The inline classes Visual C++ hosts get, with each allocation of using them
+// failing in turn: they throw std::bad_alloc only where the exported classes
+// do (constructors, StringBuf's operations), and give nothing half made.
+TEST(InlineClassesTest, MemoryRunningOutThrowsOnlyWhereTheExportedClassesDo) {
+  g_count = 0;
+  g_counting = true;
+  ASSERT_TRUE(test::UseEveryInlineClass());
+  g_counting = false;
+  const long allocations = g_count.load();
+  ASSERT_GT(allocations, 20);
+
+  long thrown = 0;
+  long wrong = 0;
+  long escaped = 0;
+  test::LogCapture log;
+  for (long n = 0; n < allocations; ++n) {
+    g_countdown = n;
+    try {
+      if (!test::UseEveryInlineClass()) ++wrong;
+    } catch (const std::bad_alloc&) {
+      ++thrown;
+    } catch (...) {
+      ++escaped;
+    }
+    g_countdown = -1;
+  }
+  std::printf("inline classes: %ld allocations, %ld failures thrown to the host\n", allocations,
+              thrown);
+  EXPECT_EQ(0, escaped);
+  EXPECT_EQ(0, wrong);
+  // Some failures reach the host, as the exported classes let them; the
+  // library logs and absorbs the others.
+  EXPECT_GT(thrown, 0);
+  EXPECT_LT(thrown, allocations);
+  EXPECT_TRUE(test::UseEveryInlineClass());
 }
 
 }  // namespace

@@ -85,6 +85,112 @@ TEST_F(FlatTest, NullHandlesAreIgnored) {
   }
 }
 
+// What hosts without the classes read back: for a null handle, empty texts,
+// 0 and false, which is also what an inline class without its library object
+// answers.
+TEST_F(FlatTest, ReadersAnswerEmptyForNullHandles) {
+  for (auto get : {::GetConfigurationCompanyID, ::GetConfigurationCompanyName,
+                   ::GetConfigurationApplicationID, ::GetConfigurationApplicationType,
+                   ::GetConfigurationApplicationName, ::GetConfigurationApplicationVersion,
+                   ::GetConfigurationApplicationInstanceID, ::GetConfigurationEndpointLocation,
+                   ::GetConfigurationMessageGroup, ::GetConfigurationDefaultSession,
+                   ::GetConfigurationServerCertificatePin}) {
+    EXPECT_EQ("", U8(get(nullptr)));
+  }
+  for (auto is : {::IsConfigurationUseSSL, ::IsConfigurationOptIn, ::IsConfigurationOffline,
+                  ::IsConfigurationSendDisabled, ::IsConfigurationSupportOfflineStorage,
+                  ::IsConfigurationOmitPersonalInfo, ::IsConfigurationFullData,
+                  ::IsConfigurationVerifyServerCertificate, ::IsConfigurationUseSystemProxy}) {
+    EXPECT_EQ(0, is(nullptr));
+  }
+  EXPECT_EQ(0, ::GetConfigurationEndpointTimeout(nullptr));
+  EXPECT_EQ(0u, ::GetConfigurationOfflineStorageLimit(nullptr));
+  for (auto get : {::GetBinaryInfoID, ::GetBinaryInfoName, ::GetBinaryInfoVersion,
+                   ::GetBinaryInfoClassName, ::GetBinaryInfoMethodName,
+                   ::GetBinaryInfoModifiedDateString}) {
+    EXPECT_EQ("", U8(get(nullptr)));
+  }
+  EXPECT_EQ(0u, ::GetBinaryInfoModifiedDate(nullptr));
+  EXPECT_EQ(0u, ::GetExtendedKeysSize(nullptr));
+  EXPECT_EQ(nullptr, ::GetExtendedKey(nullptr, 0));
+  EXPECT_EQ("", U8(::GetExtendedKeyKey(nullptr)));
+  EXPECT_EQ("", U8(::GetExtendedKeyValue(nullptr)));
+  EXPECT_EQ(0, ::GetExtendedKeyKind(nullptr));
+  for (auto get : {::GetFlowControllerQueueSize, ::GetFlowControllerHighWater}) {
+    EXPECT_EQ(0u, get(nullptr));
+  }
+  for (auto get : {::GetFlowControllerMaximumInterval, ::GetFlowControllerMinimumInterval,
+                   ::GetFlowControllerGain, ::GetFlowControllerQuietGain,
+                   ::GetFlowControllerMaximumSequentialFailureCount}) {
+    EXPECT_EQ(0u, get(nullptr));
+  }
+  EXPECT_EQ(0, ::GetFlowControllerRetryTimeout(nullptr));
+  for (auto is : {::IsFlowControllerOffline, ::IsFlowControllerSupportOfflineStorage,
+                  ::IsFlowControllerSendDisabled, ::FlowControllerOKToTransmit}) {
+    EXPECT_EQ(0, is(nullptr));
+  }
+  EXPECT_EQ(0u, ::FlowControllerGetInterval(nullptr, 5));
+  EXPECT_EQ(0u, ::FlowControllerMessagesToDrop(nullptr, 50));
+  EXPECT_EQ(0, ::GetExceptionInfoEventType(nullptr));
+  for (auto get : {::GetExceptionInfoEventTypeString, ::GetExceptionInfoType,
+                   ::GetExceptionInfoMessage, ::GetExceptionInfoUserContact,
+                   ::GetExceptionInfoUserComment}) {
+    EXPECT_EQ("", U8(get(nullptr)));
+  }
+  EXPECT_EQ("", U8(::GetStringBufText(nullptr)));
+  EXPECT_EQ(0u, ::GetStringBufLength(nullptr) + ::GetStringBufCapacity(nullptr) +
+                    ::GetStringBufGrowth(nullptr));
+  EXPECT_EQ(0, ::StringBufStartsWith(nullptr, QZ_TEXT("x"), 0));
+  EXPECT_EQ(-1, ::StringBufLastIndexOf(nullptr, 'x'));
+}
+
+// ... and their setters and operations ignore a null handle, as the others do.
+TEST_F(FlatTest, AdditionsIgnoreNullHandles) {
+  const QZChar* t = QZ_TEXT("x");
+  QZConfiguration* config = ::CreateConfiguration();
+  ::SetCompanyName(config, t);
+  ::AssignConfiguration(nullptr, config);
+  ::AssignBinaryInfo(nullptr, nullptr);
+  ::AssignFlowController(nullptr, nullptr);
+  ::AssignExceptionInfo(nullptr, nullptr);
+  // A null source resets, as the classes' assignment from a null pointer does.
+  ::AssignConfiguration(config, nullptr);
+  EXPECT_EQ("", U8(config->GetCompanyName()));
+  ::DeleteConfiguration(config);
+  for (auto set : {::SetFlowControllerOffline, ::SetFlowControllerSupportOfflineStorage,
+                   ::SetFlowControllerSendDisabled, ::FlowControllerOnSend}) {
+    set(nullptr, 1);
+  }
+  ::ExceptionInfoFromException(nullptr, 100, "x");
+  ::DeleteStringBuf(nullptr);
+  EXPECT_EQ(1, ::AssignStringBuf(nullptr, t));
+  EXPECT_EQ(1, ::StringBufAppend(nullptr, t, 1));
+  EXPECT_EQ(1, ::StringBufAppendNarrow(nullptr, "x"));
+  EXPECT_EQ(1, ::StringBufAppendInt32(nullptr, 1, 10));
+  EXPECT_EQ(1, ::StringBufAppendUInt32(nullptr, 1, 10));
+  EXPECT_EQ(1, ::StringBufAppendUInt64(nullptr, 1, 10));
+  EXPECT_EQ(1, ::StringBufAppendDouble(nullptr, 1.0));
+  for (auto edit : {::StringBufClear, ::StringBufTrim, ::StringBufToUpperCase,
+                    ::StringBufToLowercase}) {
+    edit(nullptr);
+  }
+  ::StringBufSubString(nullptr, 0, 1);
+  ::StringBufSubStringFrom(nullptr, 0);
+
+  // Nor do they take what their classes would refuse: no characters to append
+  // from, an event type that is none of the three.
+  QZStringBuf* text = ::CreateStringBufFromText(t);
+  ASSERT_NE(nullptr, text);
+  EXPECT_EQ(1, ::StringBufAppend(text, nullptr, 5));
+  EXPECT_EQ("x", U8(::GetStringBufText(text)));
+  ::DeleteStringBuf(text);
+  QZExceptionInfo* info = ::CreateExceptionInfo();
+  ::ExceptionInfoFromException(info, 150, "text");
+  EXPECT_EQ(ExceptionInfo::EVENT_CAUGHT, info->GetEventType());
+  EXPECT_EQ("", U8(info->GetMessage()));
+  ::DeleteExceptionInfo(info);
+}
+
 TEST_F(FlatTest, FlagsTakeAnyNonZeroIntAsTrue) {
   const struct {
     void (*set)(QZConfiguration*, int);
@@ -159,6 +265,7 @@ TEST_F(FlatTest, SettersReachTheirOwnFieldsWithTheClassRules) {
   EXPECT_EQ(INT32_MAX, config->GetEndpointTimeout());
   ::SetOfflineStorageLimit(config, UINT64_MAX);  // 64 bits on every system
   EXPECT_EQ(UINT64_MAX, config->GetOfflineStorageLimit());
+  EXPECT_EQ(UINT64_MAX, ::GetConfigurationOfflineStorageLimit(config));
 
   ::SetBinaryInfoID(binary, kCompany);
   ::SetBinaryInfoModifiedDate(binary, 1000);

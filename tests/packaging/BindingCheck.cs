@@ -1,7 +1,8 @@
 // Checks the Qz assembly as .NET sees it, on any system: prints each import of
 // the class Qz.Native as "ENTRYPOINT LIBRARY PARAMETER-TYPES" for the calling
 // script to compare with the flat interface, and exits non-zero when a text
-// holding NUL gets through to the library instead of being refused.
+// holding NUL gets through to the library instead of being refused or when a
+// configuration does not read back what it was given.
 //   mono BindingCheck.exe Qz.dll
 using System;
 using System.Linq;
@@ -36,6 +37,20 @@ static class BindingCheck
         {
         }
         ((IDisposable)k).Dispose();
+
+        // The getters read what the library stored, a C long in its width.
+        Type configuration = qz.GetType("Qz.Configuration", true);
+        object c = Activator.CreateInstance(configuration);
+        configuration.GetMethod("SetCompanyID").Invoke(c, new object[] { "9531985d-5d9d-49f8-9818-e811892f902b" });
+        configuration.GetMethod("SetEndpointTimeout").Invoke(c, new object[] { 4321L });
+        object id = configuration.GetMethod("GetCompanyID").Invoke(c, null);
+        object timeout = configuration.GetMethod("GetEndpointTimeout").Invoke(c, null);
+        if ((string)id != "9531985D-5D9D-49F8-9818-E811892F902B" || (long)timeout != 4321L)
+        {
+            Console.Error.WriteLine("FAIL: the configuration read back {0} and {1}", id, timeout);
+            ++faults;
+        }
+        ((IDisposable)c).Dispose();
         return faults;
     }
 }

@@ -5,11 +5,15 @@
 # commands, run as written in the unpacked folder, build hosts that need no
 # DLL beyond qzwin32.dll and the system's and post a run under Wine; the CMake
 # package leads an outside project there; lib/qzwin32.lib defines exactly the
-# flat functions; a host built with an MSVC-compatible compiler and linker
-# (clang for x86_64-pc-windows-msvc, lld-link) links against qzwin32.lib and
-# runs under Wine with bin/qzwin32.dll. (README.txt's cl command needs MSVC
-# and the Windows SDK, which are not here: that host stands in for it.)
-# Environment besides common.sh's: QZ_FLAT_LIST (the flat functions' names).
+# flat functions; hosts built with an MSVC-compatible compiler and linker
+# (clang for x86_64-pc-windows-msvc, lld-link) link against qzwin32.lib and
+# run under Wine with bin/qzwin32.dll: a C host, and the C++ host of every
+# public member with the classes the headers give Visual C++, whose answers
+# and batches must be those of the same host built with MinGW and the DLL's
+# own classes. (README.txt's cl commands need MSVC and the Windows SDK, which
+# are not here: these hosts stand in for them.)
+# Environment besides common.sh's: QZ_FLAT_LIST (the flat functions' names),
+# QZ_MEMBERS_HOST (the MinGW build of tests/hosts/MembersHost.cpp).
 . "$(dirname "$0")/common.sh"
 
 scratch_dir sdk
@@ -36,7 +40,7 @@ echo "bin/qzwin32.dll: $(stat -c %s "$dll") bytes"
 
 # README.txt's MinGW commands, exactly as written, in the unpacked folder.
 grep -E '^    x86_64-w64-mingw32-' "$sdk/README.txt" >"$scratch/commands"
-[ "$(wc -l <"$scratch/commands")" -eq 2 ] || fault "README.txt has not the two MinGW commands: $(cat "$scratch/commands")"
+[ "$(wc -l <"$scratch/commands")" -eq 3 ] || fault "README.txt has not the three MinGW commands: $(cat "$scratch/commands")"
 while read -r command; do
   (cd "$sdk" && PKG_CONFIG_PATH= bash -c "$command") >"$scratch/command.log" 2>&1 ||
     { fault "README.txt's command failed: $command"; cat "$scratch/command.log"; continue; }
@@ -49,6 +53,19 @@ while read -r command; do
     { fault "$(basename "$program") failed under Wine"; cat "$scratch/run.log"; }
   [ "$(received)" -gt "$before" ] || fault "$(basename "$program") posted nothing"
 done <"$scratch/commands"
+
+# <windows.h> first renames GetClassName and GetMessage; with either kind of
+# classes the members keep their names and the renamed calls still compile.
+for flat in "" -DQZ_USE_FLAT_ABI; do
+  kind=${flat:+with QZ_USE_FLAT_ABI}
+  printf '%s\n' '#include <windows.h>' '#include "qz/qz.h"' \
+    'const QZChar* F(const qz::BinaryInfo& b, const qz::ExceptionInfo& e) {' \
+    '  return b.GetClassName()[0] != 0 ? b.GetClassName() : e.GetMessage(); }' |
+    # shellcheck disable=SC2086
+    x86_64-w64-mingw32-g++-posix -std=c++17 -Wall -Wextra -Werror $flat -I "$sdk/include" \
+      -fsyntax-only -x c++ - >"$scratch/windows_h.log" 2>&1 ||
+    { fault "qz/qz.h after <windows.h> does not compile ${kind:-with the exported classes}"; cat "$scratch/windows_h.log"; }
+done
 
 # CMake, with the unpacked folder in CMAKE_PREFIX_PATH.
 build_consumer "$sdk" "$scratch/cmake"
@@ -71,4 +88,34 @@ lld-link /nologo /subsystem:console /entry:mainCRTStartup /nodefaultlib /out:"$h
 WINEPATH=$(winepath_of "$sdk/bin") timeout 120 "$QZ_EMULATOR" "$host/host.exe" >>"$host.log" 2>&1
 rc=$?
 [ "$rc" -eq 0 ] || { fault "the MSVC-linked host exited with $rc"; cat "$host.log"; }
+
+# The C++ host of every member, compiled as Visual C++ would see it (_MSC_VER:
+# the inline classes) without exceptions or run-time type information, with
+# stand-ins for the two C++ library headers the classes include, and its
+# entry point, heap and output from kernel32 (an import library made here).
+hosts=$QZ_SOURCE_DIR/tests/hosts
+cpp=$scratch/msvc_cpp
+mkdir -p "$cpp"
+printf 'LIBRARY kernel32.dll\nEXPORTS\n%s\n' "$(sed -n 's/.*__declspec(dllimport).* \([A-Za-z]*\)(.*/  \1/p' \
+  "$hosts/HostRuntimeMsvc.cpp")" >"$cpp/kernel32.def"
+llvm-dlltool -m i386:x86-64 -d "$cpp/kernel32.def" -l "$cpp/kernel32.lib" >"$cpp.log" 2>&1 ||
+  abort "no kernel32.lib for the C++ host" "$cpp.log"
+for source in MembersHost HostRuntimeMsvc; do
+  clang++ --target=x86_64-pc-windows-msvc -std=c++17 -fms-extensions -fno-exceptions -fno-rtti \
+    -ffreestanding -nostdinc++ -Wall -Wextra -Werror -isystem "$hosts/msvc" -I "$sdk/include" \
+    -c "$hosts/$source.cpp" -o "$cpp/$source.obj" >>"$cpp.log" 2>&1 ||
+    abort "clang (MSVC target) did not compile $source.cpp" "$cpp.log"
+done
+lld-link /nologo /subsystem:console /entry:mainCRTStartup /nodefaultlib /out:"$cpp/members_host.exe" \
+  "$cpp/MembersHost.obj" "$cpp/HostRuntimeMsvc.obj" "$sdk/lib/qzwin32.lib" "$cpp/kernel32.lib" \
+  >>"$cpp.log" 2>&1 || abort "lld-link did not link the C++ host against lib/qzwin32.lib" "$cpp.log"
+dlls=$($objdump -p "$cpp/members_host.exe" | sed -n 's/.*DLL Name: //p' | tr 'A-Z' 'a-z' | sort | tr '\n' ' ')
+[ "$dlls" = "kernel32.dll qzwin32.dll " ] || fault "the C++ host needs: $dlls(expected kernel32.dll qzwin32.dll)"
+# Beside it the MinGW build with the DLL's classes, so that both load the SDK's DLL.
+cp "$QZ_MEMBERS_HOST" "$cpp/members_host_mingw.exe"
+WINEPATH=$(winepath_of "$sdk/bin") QZ_RECEIVER_DIR=$receiver_dir timeout 280 \
+  python3 "$QZ_SOURCE_DIR/examples/compare_hosts.py" "$QZ_EMULATOR" "$cpp/members_host_mingw.exe" -- \
+  "$QZ_EMULATOR" "$cpp/members_host.exe" >"$cpp/compare.log" 2>&1 ||
+  { fault "the C++ host built for MSVC differs from the MinGW one"; grep -v '^host: ' "$cpp/compare.log"; }
+tail -n 2 "$cpp/compare.log"
 finish

@@ -101,6 +101,35 @@ _SIGNATURES: Dict[str, Tuple[Any, List[Any]]] = {
     "SetServerCertificatePin": (None, [_H, _T]),
     "SetUseSystemProxy": (None, [_H, _I]),
     "SetOfflineStorageLimit": (None, [_H, _U64]),
+    # Getters: what the library stored (GUIDs upper case, values clamped).
+    "GetConfigurationCompanyID": (_H, [_H]), "GetConfigurationCompanyName": (_H, [_H]),
+    "GetConfigurationApplicationID": (_H, [_H]), "GetConfigurationApplicationType": (_H, [_H]),
+    "GetConfigurationApplicationName": (_H, [_H]),
+    "GetConfigurationApplicationVersion": (_H, [_H]),
+    "GetConfigurationApplicationInstanceID": (_H, [_H]),
+    "GetConfigurationEndpointLocation": (_H, [_H]), "GetConfigurationMessageGroup": (_H, [_H]),
+    "GetConfigurationDefaultSession": (_H, [_H]),
+    "GetConfigurationServerCertificatePin": (_H, [_H]), "IsConfigurationUseSSL": (_I, [_H]),
+    "IsConfigurationOptIn": (_I, [_H]), "IsConfigurationOffline": (_I, [_H]),
+    "IsConfigurationSendDisabled": (_I, [_H]),
+    "IsConfigurationSupportOfflineStorage": (_I, [_H]),
+    "IsConfigurationOmitPersonalInfo": (_I, [_H]), "IsConfigurationFullData": (_I, [_H]),
+    "IsConfigurationVerifyServerCertificate": (_I, [_H]),
+    "IsConfigurationUseSystemProxy": (_I, [_H]), "GetConfigurationEndpointTimeout": (_L, [_H]),
+    "GetConfigurationOfflineStorageLimit": (_U64, [_H]),
+    "GetBinaryInfoID": (_H, [_H]), "GetBinaryInfoName": (_H, [_H]),
+    "GetBinaryInfoVersion": (_H, [_H]), "GetBinaryInfoClassName": (_H, [_H]),
+    "GetBinaryInfoMethodName": (_H, [_H]), "GetBinaryInfoModifiedDateString": (_H, [_H]),
+    "GetBinaryInfoModifiedDate": (_U64, [_H]), "GetFlowControllerQueueSize": (_U64, [_H]),
+    "GetFlowControllerHighWater": (_U64, [_H]), "GetFlowControllerMaximumInterval": (_U, [_H]),
+    "GetFlowControllerMinimumInterval": (_U, [_H]), "GetFlowControllerGain": (_U, [_H]),
+    "GetFlowControllerQuietGain": (_U, [_H]),
+    "GetFlowControllerMaximumSequentialFailureCount": (_U, [_H]),
+    "GetFlowControllerRetryTimeout": (_L, [_H]),
+    "GetExceptionInfoEventType": (_I, [_H]),
+    "GetExceptionInfoEventTypeString": (_H, [_H]), "GetExceptionInfoType": (_H, [_H]),
+    "GetExceptionInfoMessage": (_H, [_H]), "GetExceptionInfoUserContact": (_H, [_H]),
+    "GetExceptionInfoUserComment": (_H, [_H]),
 }
 
 _lib: Optional[ctypes.CDLL] = None
@@ -250,6 +279,10 @@ class _Object:
     def _call(self, function: str, *args: Any) -> Any:
         return getattr(load(), function)(self.handle, *args)
 
+    def _text(self, function: str) -> str:
+        """A text the object holds (the library never answers null here)."""
+        return _read_text(self._call(function)) or ""
+
 
 def _handle(obj: Optional[_Object], kind: Type[_Object], what: str) -> Optional[int]:
     """The handle of an optional argument, which must be of its own class: the
@@ -335,6 +368,74 @@ class Configuration(_Object):
         return self._call("SetDefaultIDs", _text(message_group, "message group"),
                           _text(default_session, "default session")) != 0
 
+    # What the library stored: GUIDs in upper case, the timeout's default for 0.
+
+    def get_company_id(self) -> str:
+        return self._text("GetConfigurationCompanyID")
+
+    def get_company_name(self) -> str:
+        return self._text("GetConfigurationCompanyName")
+
+    def get_application_id(self) -> str:
+        return self._text("GetConfigurationApplicationID")
+
+    def get_application_type(self) -> str:
+        return self._text("GetConfigurationApplicationType")
+
+    def get_application_name(self) -> str:
+        return self._text("GetConfigurationApplicationName")
+
+    def get_application_version(self) -> str:
+        return self._text("GetConfigurationApplicationVersion")
+
+    def get_application_instance_id(self) -> str:
+        return self._text("GetConfigurationApplicationInstanceID")
+
+    def get_endpoint_location(self) -> str:
+        return self._text("GetConfigurationEndpointLocation")
+
+    def get_message_group(self) -> str:
+        return self._text("GetConfigurationMessageGroup")
+
+    def get_default_session(self) -> str:
+        return self._text("GetConfigurationDefaultSession")
+
+    def get_server_certificate_pin(self) -> str:
+        return self._text("GetConfigurationServerCertificatePin")
+
+    def is_use_ssl(self) -> bool:
+        return self._call("IsConfigurationUseSSL") != 0
+
+    def is_opt_in(self) -> bool:
+        return self._call("IsConfigurationOptIn") != 0
+
+    def is_offline(self) -> bool:
+        return self._call("IsConfigurationOffline") != 0
+
+    def is_send_disabled(self) -> bool:
+        return self._call("IsConfigurationSendDisabled") != 0
+
+    def is_support_offline_storage(self) -> bool:
+        return self._call("IsConfigurationSupportOfflineStorage") != 0
+
+    def is_omit_personal_info(self) -> bool:
+        return self._call("IsConfigurationOmitPersonalInfo") != 0
+
+    def is_full_data(self) -> bool:
+        return self._call("IsConfigurationFullData") != 0
+
+    def is_verify_server_certificate(self) -> bool:
+        return self._call("IsConfigurationVerifyServerCertificate") != 0
+
+    def is_use_system_proxy(self) -> bool:
+        return self._call("IsConfigurationUseSystemProxy") != 0
+
+    def get_endpoint_timeout(self) -> int:
+        return int(self._call("GetConfigurationEndpointTimeout"))
+
+    def get_offline_storage_limit(self) -> int:
+        return int(self._call("GetConfigurationOfflineStorageLimit"))
+
 
 class BinaryInfo(_Object):
     _create, _delete = "CreateBinaryInfo", "DeleteBinaryInfo"
@@ -358,6 +459,27 @@ class BinaryInfo(_Object):
         """Milliseconds since 1970-01-01 UTC (unsigned 64 bits); 0 means not set."""
         self._call("SetBinaryInfoModifiedDate",
                    _integer(milliseconds_since_1970, _U64, "modified date"))
+
+    def get_id(self) -> str:
+        return self._text("GetBinaryInfoID")
+
+    def get_name(self) -> str:
+        return self._text("GetBinaryInfoName")
+
+    def get_version(self) -> str:
+        return self._text("GetBinaryInfoVersion")
+
+    def get_class_name(self) -> str:
+        return self._text("GetBinaryInfoClassName")
+
+    def get_method_name(self) -> str:
+        return self._text("GetBinaryInfoMethodName")
+
+    def get_modified_date_string(self) -> str:
+        return self._text("GetBinaryInfoModifiedDateString")
+
+    def get_modified_date(self) -> int:
+        return int(self._call("GetBinaryInfoModifiedDate"))
 
 
 class ExtendedKeys(_Object):
@@ -411,6 +533,32 @@ class FlowController(_Object):
     def set_retry_timeout(self, ms: int) -> None:
         self._call("SetFlowControllerRetryTimeout", _integer(ms, _L, "retry timeout"))
 
+    # The settings as the controller clamped them.
+
+    def get_queue_size(self) -> int:
+        return int(self._call("GetFlowControllerQueueSize"))
+
+    def get_high_water(self) -> int:
+        return int(self._call("GetFlowControllerHighWater"))
+
+    def get_maximum_interval(self) -> int:
+        return int(self._call("GetFlowControllerMaximumInterval"))
+
+    def get_minimum_interval(self) -> int:
+        return int(self._call("GetFlowControllerMinimumInterval"))
+
+    def get_gain(self) -> int:
+        return int(self._call("GetFlowControllerGain"))
+
+    def get_quiet_gain(self) -> int:
+        return int(self._call("GetFlowControllerQuietGain"))
+
+    def get_maximum_sequential_failure_count(self) -> int:
+        return int(self._call("GetFlowControllerMaximumSequentialFailureCount"))
+
+    def get_retry_timeout(self) -> int:
+        return int(self._call("GetFlowControllerRetryTimeout"))
+
 
 class ExceptionInfo(_Object):
     _create, _delete = "CreateExceptionInfo", "DeleteExceptionInfo"
@@ -430,6 +578,24 @@ class ExceptionInfo(_Object):
 
     def set_user_comment(self, text: Optional[str]) -> None:
         self._call("SetExceptionInfoUserComment", _text(text, "user comment"))
+
+    def get_event_type(self) -> int:
+        return int(self._call("GetExceptionInfoEventType"))
+
+    def get_event_type_string(self) -> str:
+        return self._text("GetExceptionInfoEventTypeString")
+
+    def get_type(self) -> str:
+        return self._text("GetExceptionInfoType")
+
+    def get_message(self) -> str:
+        return self._text("GetExceptionInfoMessage")
+
+    def get_user_contact(self) -> str:
+        return self._text("GetExceptionInfoUserContact")
+
+    def get_user_comment(self) -> str:
+        return self._text("GetExceptionInfoUserComment")
 
 
 # The run. A session of None means the run's default session.
