@@ -16,7 +16,7 @@ namespace collector {
 namespace {
 
 constexpr size_t kMaxCached = 256;
-constexpr int kNice = 10;  // ingestion's threads come first
+constexpr int kNice = 5;  // ingestion's threads come first, but a busy collector still shows its report
 
 std::string PathOf(const std::string& target) { return target.substr(0, target.find('?')); }
 std::string QueryOf(const std::string& target) {
