@@ -5,7 +5,7 @@
 # self-signed certificate made on first start) and stores into SQLite; the
 # example host application reports a run with sessions and features to it
 # through the library's defaults; then the report is printed and the page
-# shown where to open.
+# shown where to open (the report's own listener, https://localhost:8444/).
 # Installs the Debian packages it needs when they are missing.
 set -eu
 
@@ -18,6 +18,7 @@ BUILD_ROOT=${QZ_BUILD_ROOT:-$ROOT/build}
 BUILD=$BUILD_ROOT/demo
 JOBS=${QZ_JOBS:-$(nproc 2>/dev/null || echo 2)}
 PORT=8443
+REPORT_PORT=8444
 
 qz_require_packages cmake make g++ pkg-config libcurl4-openssl-dev ca-certificates openssl \
   libboost-dev libssl-dev libxml2-dev libsqlite3-dev libpq-dev
@@ -35,7 +36,7 @@ STATE=$BUILD/collector
 mkdir -p "$STATE"
 rm -f "$STATE/ports"
 "$BUILD/bin/qz-collector" --db "$STATE/qz-collector.db" --create --https-port "$PORT" \
-  --ports-file "$STATE/ports" --verbose &
+  --report-listen "127.0.0.1:$REPORT_PORT" --ports-file "$STATE/ports" --verbose &
 COLLECTOR=$!
 trap 'kill $COLLECTOR 2>/dev/null || true; wait $COLLECTOR 2>/dev/null || true' EXIT
 for _ in $(seq 100); do
@@ -44,7 +45,7 @@ for _ in $(seq 100); do
   sleep 0.1
 done
 if [ ! -s "$STATE/ports" ]; then
-  echo "demo: the collector did not start (is port $PORT in use?)" >&2
+  echo "demo: the collector did not start (is port $PORT or $REPORT_PORT in use?)" >&2
   exit 1
 fi
 
@@ -58,6 +59,6 @@ echo
 echo
 echo "demo: the same report as a page: $STATE/report.html"
 if [ -t 0 ]; then
-  echo "demo: and live at https://localhost:$PORT/ (self-signed certificate); Ctrl-C stops the collector"
+  echo "demo: and live at https://localhost:$REPORT_PORT/ (self-signed certificate); Ctrl-C stops the collector"
   wait $COLLECTOR || true
 fi

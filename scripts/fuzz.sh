@@ -26,7 +26,7 @@ JOBS=${QZ_JOBS:-2}
 RUNNERS=${QZ_FUZZ_JOBS:-1}
 RUNS=${QZ_FUZZ_RUNS:--1}
 WORKERS=${QZ_FUZZ_WORKERS:-1}
-TARGETS=(text utf8 offline_record collector_body flat)
+TARGETS=(text utf8 offline_record collector_body report_text flat)
 
 build() {
   mkdir -p "$DIR"
@@ -133,7 +133,7 @@ failed=0
 pids=()
 for target in "${TARGETS[@]}"; do
   if [ ! -x "$DIR/bin/qz_fuzz_$target" ]; then
-    echo "qz: no fuzz target $target (targets: text utf8 offline_record collector_body flat)" >&2
+    echo "qz: no fuzz target $target (targets: text utf8 offline_record collector_body report_text flat)" >&2
     failed=1
     continue
   fi

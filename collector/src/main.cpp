@@ -19,6 +19,7 @@
 #include "common/Log.h"
 #include "ingest/MessagingSchema.h"
 #include "report/HtmlReport.h"
+#include "report/JsonReport.h"
 #include "report/Report.h"
 #include "report/TextReport.h"
 #include "server/Collector.h"
@@ -30,7 +31,7 @@ using qz::collector::CollectorOptions;
 
 const char kUsage[] =
     "usage: qz-collector [serve] [options]\n"
-    "       qz-collector report [--db FILE [--create] | --postgres CONNECTION] [--html FILE]\n"
+    "       qz-collector report [--db FILE [--create] | --postgres CONNECTION] [filters] [--html FILE | --json]\n"
     "       qz-collector schema\n"
     "\n"
     "serve options:\n"
@@ -50,10 +51,20 @@ const char kUsage[] =
     "  --request-timeout MS   time for a whole request to arrive (default 10000)\n"
     "  --read-timeout MS      longest silence within a body (default 5000)\n"
     "  --workers N            threads that check batches (default: one per processor)\n"
+    "  --report-listen ADDRESS:PORT  the report's own HTTPS listener (default 127.0.0.1:8444;\n"
+    "                         \"none\" for none; an ingestion address and port to share that one)\n"
+    "  --report-token TOKEN   the report asks for this token (Authorization: Bearer, or a ?token= link)\n"
     "  --retain-days N        delete what is older than N days, in the background (default: keep all)\n"
     "  --allow-company GUID   accept only this company's batches (repeatable; default: any)\n"
-    "  --ports-file FILE      write \"HTTP HTTPS\" ports there once listening (-1: none)\n"
-    "  --verbose              log every stored batch\n";
+    "  --ports-file FILE      write \"HTTP HTTPS REPORT\" ports there once listening (-1: none)\n"
+    "  --verbose              log every stored batch\n"
+    "\n"
+    "report filters (also the page's query string):\n"
+    "  --company GUID --application GUID   which application (default: the first stored)\n"
+    "  --version TEXT         one version (default: all)\n"
+    "  --from DAY --to DAY    days, YYYY-MM-DD, UTC, both included (default: the last 30 days)\n"
+    "  --view NAME            overview, features, stability, performance or machines (default: all)\n"
+    "  --json                 the figures as JSON\n";
 
 [[noreturn]] void Usage(const char* problem) {
   if (problem != nullptr) std::fprintf(stderr, "qz-collector: %s\n", problem);
@@ -65,6 +76,8 @@ struct Arguments {
   CollectorOptions options;
   std::string command = "serve";
   std::string html;
+  bool json = false;
+  qz::collector::ReportFilter filter;
   std::string portsFile;
   bool certGiven = false;
 };
@@ -99,6 +112,10 @@ Arguments Parse(int argc, char** argv) {
     }
     if (option == "--create") {
       a.options.create = true;
+      continue;
+    }
+    if (option == "--json") {
+      a.json = true;
       continue;
     }
     if (i + 1 >= argc) Usage((option + " needs a value").c_str());
@@ -146,6 +163,15 @@ Arguments Parse(int argc, char** argv) {
       a.portsFile = value;
     } else if (option == "--html") {
       a.html = value;
+    } else if (option == "--report-listen") {
+      o.reportListen = std::string(value) == "none" ? "" : value;
+    } else if (option == "--report-token") {
+      o.report.token = value;
+      if (o.report.token.empty()) Usage("--report-token needs a token");
+    } else if (option == "--company" || option == "--application" || option == "--version" || option == "--from" ||
+               option == "--to" || option == "--view") {
+      std::string problem;
+      if (!a.filter.Set(option.substr(2), value, problem)) Usage(problem.c_str());
     } else {
       Usage(("unknown option " + option).c_str());
     }
@@ -170,12 +196,16 @@ int Report(const Arguments& a) {
   std::string error;
   auto store = qz::collector::Store::Open(a.options.sqlitePath, a.options.postgres, a.options.create, error);
   qz::collector::Report report;
-  if (!store || !qz::collector::Report::Load(*store, report, error)) {
+  qz::collector::ReportFilter filter = a.filter;
+  if (filter.view.empty()) filter.view = "all";
+  if (!store || !qz::collector::Report::Load(*store, filter, qz::collector::ReportFilter::Today(), report, error)) {
     std::fprintf(stderr, "qz-collector: %s\n", error.c_str());
     return 1;
   }
   if (a.html.empty()) {
-    std::fputs(qz::collector::TextReport::Render(report).c_str(), stdout);
+    const std::string text =
+        a.json ? qz::collector::JsonReport::Render(report) : qz::collector::TextReport::Render(report);
+    std::fputs(text.c_str(), stdout);
     return 0;
   }
   std::ofstream out(a.html, std::ios::binary);
@@ -205,11 +235,13 @@ int Serve(const Arguments& a) {
   std::fprintf(stderr, "qz-collector: storing in %s;", store.c_str());
   if (collector.HttpPort() >= 0) std::fprintf(stderr, " http://%s:%d", a.options.listen.c_str(), collector.HttpPort());
   if (collector.HttpsPort() >= 0) std::fprintf(stderr, " https://%s:%d", a.options.listen.c_str(), collector.HttpsPort());
+  if (collector.ReportPort() >= 0) std::fprintf(stderr, "; report https://%s:%d/", a.options.reportListen.substr(0, a.options.reportListen.rfind(':')).c_str(), collector.ReportPort());
   std::fprintf(stderr, "\n");
   if (!a.portsFile.empty()) {
     // Written whole under another name, then renamed: readers never see half a line.
     const std::string temporary = a.portsFile + ".tmp";
-    const std::string line = std::to_string(collector.HttpPort()) + " " + std::to_string(collector.HttpsPort()) + "\n";
+    const std::string line = std::to_string(collector.HttpPort()) + " " + std::to_string(collector.HttpsPort()) + " " +
+                             std::to_string(collector.ReportPort()) + "\n";
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (fd < 0 || ::write(fd, line.data(), line.size()) != static_cast<ssize_t>(line.size()) || ::close(fd) != 0 ||
         std::rename(temporary.c_str(), a.portsFile.c_str()) != 0) {

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <iostream>
+
 #include "TestBatches.h"
 #include "ingest/BatchParser.h"
+#include "ingest/BatchScanner.h"
 #include "ingest/RequestHeaders.h"
 
 namespace qz {
@@ -170,6 +173,55 @@ TEST_F(BatchParserTest, HeadersMustAgreeWithTheEnvelope) {
     EXPECT_FALSE(c.headers.Check(*c.root, batch, error)) << c.why;
     EXPECT_NE(std::string::npos, error.find(c.why)) << error;
   }
+}
+
+// The quick way must take the library's batches, and whatever it takes the
+// full parser must take too, with the same elements and texts: checked on
+// every kind and on many small damages to them.
+TEST_F(BatchParserTest, TheQuickWayAgreesWithTheFullParser) {
+  std::vector<std::string> bodies = {Everything(false).Body(), Everything(true).Body(), test::LibraryBatch(1).Body()};
+  for (const char* value : {"a&quot;b&lt;c&gt;&amp;d'e", "&#xfc;&#x20ac;&#xd83d;&#xde00;", "&#x1;&#x8;&#x1f;&#x7f;",
+                            "&#x9;&#xd;&#xa;", "&#xfffe;&#xffff;&#xdbff;&#xdffd;", "x&#xd800;y&#xdc00;&#xdc00;",
+                            "&#65;&#x42;&#0000066;", "&apos;>"}) {
+    bodies.push_back(WithValue(value));
+  }
+  const BatchParser parser(Schema());
+  for (const std::string& body : bodies) {
+    Element quick, full;
+    std::string error;
+    ASSERT_TRUE(BatchScanner::Scan(body, quick)) << body;
+    ASSERT_TRUE(parser.ParseFully(body, full, error)) << error;
+    EXPECT_TRUE(quick == full) << body;
+  }
+
+  const char* const pieces[] = {"",     "<",     ">",      "&",     "\"",         "'",        " ",        "\n",
+                                "\t",   "x",     "-",      "/",     "\x01",       "\xC3\xBC", "&#x0;",    "&#xd800;",
+                                "&#;",  "&#x110000;", "<!-- -->", "<a/>", " x=\"1\"", "]]>",     "\r",      "0"};
+  int taken = 0, checked = 0;
+  // Every other position of a batch, and every one of the stored envelope's head.
+  for (const bool stored : {false, true}) {
+    const std::string& body = bodies[stored ? 1 : 0];
+    for (size_t at = 0; at < (stored ? 600 : body.size()); at += stored ? 1 : 2) {
+      for (const char* piece : pieces) {
+        for (size_t cut : {0, 1}) {
+          std::string damaged = body;
+          damaged.replace(at, cut, piece);
+          if (damaged == body) continue;
+          Element quick;
+          if (!BatchScanner::Scan(damaged, quick)) continue;
+          // The full parse is the slow part: a sample of what the quick way took.
+          if (taken++ % 16 != 0) continue;
+          ++checked;
+          Element full;
+          std::string error;
+          ASSERT_TRUE(parser.ParseFully(damaged, full, error)) << error << "\n" << damaged;
+          ASSERT_TRUE(quick == full) << damaged;
+        }
+      }
+    }
+  }
+  EXPECT_GT(taken, 1000);
+  std::cout << taken << " damaged batches taken the quick way, " << checked << " compared\n";
 }
 
 }  // namespace

@@ -63,6 +63,8 @@ class ProcessTest : public ::testing::Test {
   // Runs the program (through a wrapper such as strace when given) with its
   // standard error in a file of its own.
   pid_t Spawn(std::vector<std::string> args, const std::string& errors, std::vector<std::string> wrapper = {}) {
+    // Never the report's fixed default port: tests run side by side.
+    if (!args.empty() && args[0] == "serve") args.insert(args.end(), {"--report-listen", "127.0.0.1:0"});
     args.insert(args.begin(), collector);
     args.insert(args.begin(), wrapper.begin(), wrapper.end());
     const pid_t pid = ::fork();

@@ -54,6 +54,7 @@ class ServerTest : public ::testing::Test {
     options.keyFile = folder + "/key.pem";
     options.httpPort = 0;
     options.httpsPort = 0;
+    options.reportListen = "127.0.0.1:0";
     options.limits.handshakeTimeoutMs = 2000;
     options.limits.idleTimeoutMs = 2000;
     options.limits.requestTimeoutMs = 2500;
@@ -101,12 +102,68 @@ TEST_F(ServerTest, StoresBatchesOverHttpAndHttpsOnce) {
   EXPECT_EQ(204, test::TlsExchange(collector->HttpsPort(), Good(2).Request()).status);
   EXPECT_EQ(2, Stored());
 
-  const Answer page = test::TlsExchange(collector->HttpsPort(), "GET / HTTP/1.1\r\nHost: x\r\n\r\n");
-  EXPECT_EQ(200, page.status);
-  EXPECT_NE(std::string::npos, page.body.find("data-name=\"Zoom\" data-uses=\"2\""));
   const Answer health = test::Exchange(port, "GET /health HTTP/1.1\r\nHost: x\r\n\r\n");
   EXPECT_EQ(200, health.status);
   EXPECT_EQ("ok\n", health.body);
+}
+
+// The report on a listener of its own: not on the ingestion ports, a token
+// when one is set, answers kept for a few seconds.
+TEST_F(ServerTest, TheReportHasItsOwnListenerAndToken) {
+  Restart([](CollectorOptions& o) { o.report.token = "s3cret-token"; });
+  EXPECT_EQ(204, test::Exchange(port, Good(1).Request()).status);
+  const std::string page = "GET /?view=features&from=2026-01-01&to=2026-01-31 HTTP/1.1\r\nHost: x\r\n";
+  EXPECT_EQ(404, test::Exchange(port, page + "\r\n").status) << "not on the ingestion port";
+  EXPECT_EQ(404, test::TlsExchange(collector->HttpsPort(), page + "\r\n").status);
+  const int reports = collector->ReportPort();
+  ASSERT_GT(reports, 0);
+  const Answer refused = test::TlsExchange(reports, page + "\r\n");
+  EXPECT_EQ(401, refused.status);
+  EXPECT_NE(std::string::npos, test::HeaderOf(refused.head, "WWW-Authenticate").find("Bearer"));
+  EXPECT_EQ(401, test::TlsExchange(reports, page + "Authorization: Bearer s3cret-tokeN\r\n\r\n").status);
+  const Answer shown = test::TlsExchange(reports, page + "Authorization: Bearer s3cret-token\r\n\r\n");
+  EXPECT_EQ(200, shown.status);
+  EXPECT_NE(std::string::npos, shown.body.find("data-name=\"Zoom\" data-users=\"0\" data-uses=\"1\""));
+  EXPECT_EQ("no-store", test::HeaderOf(shown.head, "Cache-Control"));
+  EXPECT_NE(std::string::npos, test::HeaderOf(shown.head, "Content-Security-Policy").find("default-src 'none'"));
+  // A link with the token: a cookie, and the same address without it.
+  const Answer link = test::TlsExchange(
+      reports, "GET /?view=features&token=s3cret-token&from=2026-01-01 HTTP/1.1\r\nHost: x\r\n\r\n");
+  EXPECT_EQ(303, link.status);
+  EXPECT_EQ("/?view=features&from=2026-01-01", test::HeaderOf(link.head, "Location"));
+  const std::string cookie = test::HeaderOf(link.head, "Set-Cookie");
+  EXPECT_EQ(0u, cookie.find("qz_report_token=s3cret-token;")) << cookie;
+  EXPECT_NE(std::string::npos, cookie.find("HttpOnly"));
+  EXPECT_EQ(200, test::TlsExchange(reports, page + "Cookie: a=b; qz_report_token=s3cret-token\r\n\r\n").status);
+  // The same report again within seconds is not made again.
+  const int64_t rendered = collector->Reports().Rendered();
+  EXPECT_EQ(200, test::TlsExchange(reports, page + "Authorization: Bearer s3cret-token\r\n\r\n").status);
+  EXPECT_EQ(rendered, collector->Reports().Rendered());
+  // Bad filters and other methods and paths.
+  const std::string auth = "Authorization: Bearer s3cret-token\r\n\r\n";
+  EXPECT_EQ(400, test::TlsExchange(reports, "GET /?company=x HTTP/1.1\r\nHost: x\r\n" + auth).status);
+  EXPECT_EQ(400, test::TlsExchange(reports, "GET /report.txt?from=2026-02-30 HTTP/1.1\r\nHost: x\r\n" + auth).status);
+  EXPECT_EQ(404, test::TlsExchange(reports, "GET /health HTTP/1.1\r\nHost: x\r\n" + auth).status);
+  EXPECT_EQ(413, test::TlsExchange(reports, Good(2).Request("/")).status) << "no bodies here";
+  EXPECT_EQ(405, test::TlsExchange(reports, "DELETE / HTTP/1.1\r\nHost: x\r\n" + auth).status);
+  const Answer json = test::TlsExchange(reports, "GET /report.json?from=2026-01-01&to=2026-01-03 HTTP/1.1\r\nHost: x\r\n" + auth);
+  EXPECT_EQ(200, json.status);
+  EXPECT_NE(std::string::npos, json.body.find("\"features\":[{\"name\":\"Zoom\""));
+}
+
+// Reports asked for on an ingestion port are served there, by their own pool.
+TEST_F(ServerTest, TheReportCanShareAnIngestionPortWhenAsked) {
+  const int free = collector->HttpPort();
+  collector.reset();
+  Restart([free](CollectorOptions& o) {
+    o.httpPort = free;
+    o.reportListen = "127.0.0.1:" + std::to_string(free);
+  });
+  EXPECT_EQ(-1, collector->ReportPort());
+  EXPECT_EQ(204, test::Exchange(port, Good(1).Request()).status);
+  const Answer text = test::Exchange(port, "GET /report.txt?from=2026-01-01&to=2026-01-03 HTTP/1.1\r\nHost: x\r\n\r\n");
+  EXPECT_EQ(200, text.status);
+  EXPECT_NE(std::string::npos, text.body.find("Zoom"));
 }
 
 TEST_F(ServerTest, RefusesMalformedAndAmbiguousRequestsAndKeepsServing) {
@@ -165,6 +222,8 @@ TEST_F(ServerTest, RefusesMalformedAndAmbiguousRequestsAndKeepsServing) {
 
   EXPECT_EQ(0, Stored());
   ExpectStillServing();
+  // The report too, after all that.
+  EXPECT_EQ(200, test::TlsExchange(collector->ReportPort(), "GET /report.txt HTTP/1.1\r\nHost: x\r\n\r\n").status);
 }
 
 TEST_F(ServerTest, RefusesAFiftyMegabyteBodyBeforeReadingIt) {

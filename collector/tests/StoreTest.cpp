@@ -15,7 +15,12 @@
 #include "TestBatches.h"
 #include "ingest/BatchParser.h"
 #include "ingest/BatchRows.h"
+#include "report/Format.h"
+#include "report/HtmlReport.h"
+#include "report/JsonReport.h"
 #include "report/Report.h"
+#include "report/TextReport.h"
+#include "summary/SummaryWriter.h"
 #include "stores/StoreWriter.h"
 
 namespace qz {
@@ -189,9 +194,11 @@ TEST_P(StoreTest, AFailedWriteLeavesNothingAndTheWriterCarriesOn) {
   EXPECT_EQ("1", One("SELECT COUNT(*) FROM messages"));
 }
 
+std::string Replaced(std::string text, const std::string& from, const std::string& to);
+
+// Two users on two hosts, two versions, two days: every figure of every view.
 TEST_P(StoreTest, ReportFigures) {
-  // Host A: a run with features, a fault and two profiles; host B: one profile.
-  TestBatch a(10);
+  TestBatch a(10);  // version 2.1.0 (TestBatch's), user of AppStart, host HOSTA
   const std::string s = a.group;
   a.messages = {test::AppStart(Guid(1), s, 0, "HOSTA"),
                 test::SessionStart(Guid(2), s, 1),
@@ -202,58 +209,171 @@ TEST_P(StoreTest, ReportFigures) {
                 test::Feature(Guid(7), s, 3000, Guid(7), "Export", "stop"),  // no start: not timed
                 test::Feature(Guid(8), s, 3001, Guid(8), "Zoom", "tick"),
                 test::Feature(Guid(9), s, 3002, Guid(9), "Zoom", "tick"),
-                test::Feature(Guid(10), s, 3003, Guid(10), "Zoom", "tick"),
                 test::Fault(Guid(11), s, 4000, "IOError", "caught"),
                 test::Fault(Guid(12), s, 4001, "IOError", "uncaught"),
                 test::Fault(Guid(13), s, 4002, "Unknown", "thrown"),
                 test::Probe(Guid(14), s, 5000, "Startup", 100, 30),
                 test::Probe(Guid(15), s, 5001, "Startup", 201, 0),
-                test::Probe(Guid(16), s, 3600000 + 5002, "Startup", 300, 0),
+                test::Probe(Guid(16), s, 5002, "Startup", 300, 50),
                 test::Profile(Guid(17), s, 6000),
-                test::Profile(Guid(18), s, 7000),
                 test::SessionStart(Guid(19), s, 86400000)};
+  // A second run of another user on another host, in another version, the next day.
   TestBatch b(11);
-  b.messages = {test::AppStart(Guid(30), b.group, 0, "HOSTB"), test::Profile(Guid(31), b.group, 100)};
+  b.version = "3.0.0";
+  std::string start = test::AppStart(Guid(30), b.group, 86400000, "HOSTB");
+  start.replace(start.find("5D41402ABC4B2A76B9719D911017C592"), 32, "0CC175B9C0F1B6A831C399E269772661");
+  b.messages = {start, test::SessionStart(Guid(31), b.group, 86400001),
+                test::Feature(Guid(32), b.group, 86400002, Guid(32), "Zoom", "tick"),
+                test::Fault(Guid(33), b.group, 86400003, "IOError", "caught")};
   Write(a);
   Write(b);
+  // Counted once however often they come: the same batch again, and its
+  // messages in the offline sender's new envelope.
+  Write(a);
+  TestBatch again = b;
+  again.id = Guid(12, 0xBA7C);
+  again.stored = true;
+  Write(again);
 
+  ReportFilter filter;
+  filter.view = "all";
+  filter.from = "2026-01-01";
+  filter.to = "2026-01-05";
   Report r;
   std::string error;
-  ASSERT_TRUE(Report::Load(*store, r, error)) << error;
-  EXPECT_EQ(2, r.batches);
+  ASSERT_TRUE(Report::Load(*store, filter, "2026-01-05", r, error)) << error;
+  ASSERT_TRUE(r.known);
+  EXPECT_EQ(test::kCompany, r.filter.company);
+  ASSERT_EQ(1u, r.apps.size());
+  EXPECT_EQ("Example & Sons", r.apps[0].companyName);
+  EXPECT_EQ((std::vector<std::string>{"2.1.0", "3.0.0"}), r.versions);
+  // Overview
+  EXPECT_EQ(2, r.users);
+  EXPECT_EQ(2, r.installs);
+  EXPECT_EQ(2, r.newInstalls);
+  EXPECT_EQ(3, r.sessions);
   EXPECT_EQ(21, r.messages);
-  ASSERT_EQ(2u, r.featuresByUse.size());
-  EXPECT_EQ("Zoom", r.featuresByUse[0].name);
-  EXPECT_EQ(3, r.featuresByUse[0].uses);
-  EXPECT_EQ(2, r.featuresByUse[1].starts);
-  ASSERT_EQ(1u, r.featuresByTime.size());
-  EXPECT_EQ(2, r.featuresByTime[0].pairs);
-  EXPECT_EQ(1750, r.featuresByTime[0].totalMs);
-  ASSERT_EQ(2u, r.sessionsPerDay.size());
-  EXPECT_EQ("2026-01-02", r.sessionsPerDay[0].day);
-  EXPECT_EQ(1, r.sessionsPerDay[1].sessions);
-  ASSERT_EQ(2u, r.faultsByType.size());
-  EXPECT_EQ("IOError", r.faultsByType[0].type);
-  EXPECT_EQ(2, r.faultsByType[0].faults);
-  EXPECT_EQ(1, r.faultsByType[0].uncaught);
-  ASSERT_EQ(2u, r.probes.size());
-  EXPECT_EQ("2026-01-02T10", r.probes[0].hour);
-  EXPECT_EQ(2, r.probes[0].probes);
-  EXPECT_EQ("151", r.probes[0].usedMB.value_or("?"));  // 150.5 rounded
-  EXPECT_EQ("30", r.probes[0].cpuPercent.value_or("?"));
-  EXPECT_FALSE(r.probes[1].cpuPercent);
-  ASSERT_EQ(2u, r.latestProfiles.size());
-  EXPECT_EQ("HOSTA", r.latestProfiles[0].host);
-  EXPECT_EQ(Guid(18), r.latestProfiles[0].id);
-  EXPECT_EQ(Guid(31), r.latestProfiles[1].id);
-  bool sawDisk = false;
-  for (const auto& line : r.latestProfiles[0].lines) {
-    if (line.first == "disk") {
-      sawDisk = true;
-      EXPECT_EQ("name=C: size=476837 free=120000 fstype=NTFS serial=1A2B3C4D", line.second);
-    }
+  ASSERT_EQ(5u, r.days.size());
+  EXPECT_EQ("2026-01-02", r.days[1].day);
+  EXPECT_EQ(1, r.days[1].users);
+  EXPECT_EQ(1, r.days[1].sessions);
+  EXPECT_EQ(1, r.days[1].newInstalls);
+  EXPECT_EQ(2, r.days[2].users) << "the first run goes on into the next day";
+  EXPECT_EQ(2, r.days[2].sessions);
+  EXPECT_EQ(1, r.days[2].newInstalls);
+  ASSERT_EQ(2u, r.versionsInUse.size());
+  EXPECT_EQ("2.1.0", r.versionsInUse[0].label);
+  EXPECT_EQ(2, r.versionsInUse[0].count);
+  ASSERT_EQ(1u, r.systemsInUse.size());
+  EXPECT_EQ("Microsoft Windows 7 Professional", r.systemsInUse[0].label);
+  EXPECT_EQ(2, r.systemsInUse[0].count);
+  // Features: Zoom by both users, Export by one; two timed pairs of 1500 and 250 ms.
+  ASSERT_EQ(2u, r.features.size());
+  EXPECT_EQ("Zoom", r.features[0].name);
+  EXPECT_EQ(2, r.features[0].users);
+  EXPECT_EQ(3, r.features[0].Uses());
+  EXPECT_EQ(1, r.features[1].users);
+  EXPECT_EQ(2, r.features[1].starts);
+  EXPECT_EQ(2, r.features[1].pairs);
+  EXPECT_EQ(250, r.features[1].medianMs);
+  EXPECT_EQ(1500, r.features[1].p90Ms);
+  EXPECT_EQ(1750.0, r.features[1].totalMs);
+  // Stability
+  EXPECT_EQ(4, r.faults);
+  EXPECT_EQ(1, r.uncaught);
+  ASSERT_EQ(2u, r.faultsByVersion.size());
+  EXPECT_EQ(3, r.faultsByVersion[0].faults);
+  EXPECT_EQ(2, r.faultsByVersion[0].sessions);
+  ASSERT_EQ(2u, r.exceptionTypes.size());
+  EXPECT_EQ("IOError", r.exceptionTypes[0].type);
+  EXPECT_EQ(3, r.exceptionTypes[0].faults);
+  EXPECT_EQ("cannot read <file>\nline 2", r.exceptionTypes[0].message);
+  EXPECT_EQ("Parser.Load", r.exceptionTypes[0].stack);
+  EXPECT_EQ("3.0.0", r.exceptionTypes[0].version) << "the latest";
+  EXPECT_EQ("user 2", r.exceptionTypes[0].user);
+  EXPECT_EQ("host 2", r.exceptionTypes[0].host);
+  // Performance: 100, 201, 300 MB; processor 30 and 50 (one not measured).
+  ASSERT_EQ(1u, r.probes.size());
+  EXPECT_EQ(3, r.probes[0].probes);
+  EXPECT_EQ(201, r.probes[0].memory.median);
+  EXPECT_EQ(300, r.probes[0].memory.p90);
+  ASSERT_TRUE(r.probes[0].cpu);
+  EXPECT_EQ(2, r.probes[0].cpu->count);
+  EXPECT_EQ(30, r.probes[0].cpu->median);
+  // Machines
+  EXPECT_EQ(1, r.profiledHosts);
+  ASSERT_EQ(4u, r.machines.size());
+  EXPECT_EQ("Intel 3600 MHz (2 processors)", r.machines[0].shares.at(0).label);
+  EXPECT_EQ("16 GB", r.machines[1].shares.at(0).label);
+  EXPECT_EQ("1920x1080", r.machines[2].shares.at(0).label);
+
+  // One version alone, and a range without data.
+  filter.version = "3.0.0";
+  ASSERT_TRUE(Report::Load(*store, filter, "2026-01-05", r, error)) << error;
+  EXPECT_EQ(1, r.users);
+  EXPECT_EQ(1, r.sessions);
+  EXPECT_EQ(1, r.faults);
+  filter.version.clear();
+  filter.from = filter.to = "2026-03-01";
+  ASSERT_TRUE(Report::Load(*store, filter, "2026-01-05", r, error)) << error;
+  EXPECT_EQ(0, r.users);
+  EXPECT_TRUE(r.features.empty());
+  EXPECT_NE(std::string::npos, HtmlReport::Render(r).find("No messages in this range."));
+}
+
+// The offline sender may deliver a run's first batch after its later ones.
+TEST_P(StoreTest, AStopStoredBeforeItsStartIsTimedWhenTheStartComes) {
+  TestBatch later(50), first(51);
+  later.group = first.group;
+  later.messages = {test::Feature(Guid(2), first.group, 4000, Guid(1), "Export", "stop")};
+  first.messages = {test::Feature(Guid(1), first.group, 1000, Guid(1), "Export", "start")};
+  Write(later);
+  Write(first);
+  Write(first);
+  ReportFilter filter;
+  filter.view = "features";
+  filter.from = filter.to = "2026-01-02";
+  Report r;
+  std::string error;
+  ASSERT_TRUE(Report::Load(*store, filter, "2026-01-05", r, error)) << error;
+  ASSERT_EQ(1u, r.features.size());
+  EXPECT_EQ(1, r.features[0].pairs);
+  EXPECT_EQ(3000, r.features[0].medianMs);
+}
+
+// A start in year 1 and its stop in year 9999, twice, and a stop before its
+// start: each pair is clamped, sums cannot overflow, every view renders.
+TEST_P(StoreTest, AbsurdDurationsAreClampedAndTheReportStillWorks) {
+  for (int n = 0; n < 2; ++n) {
+    TestBatch b(40 + n);
+    std::string first = test::Feature(Guid(1, n), b.group, 0, Guid(1, n), "Forever", "start");
+    first = Replaced(first, test::Time(0), "0001-01-01T00:00:00.000Z");
+    std::string last = test::Feature(Guid(2, n), b.group, 0, Guid(1, n), "Forever", "stop");
+    last = Replaced(last, test::Time(0), "9999-12-31T23:59:59.999Z");
+    b.messages = {first, last, test::Feature(Guid(3, n), b.group, 5000, Guid(3, n), "Back", "start"),
+                  test::Feature(Guid(4, n), b.group, 3500, Guid(3, n), "Back", "stop")};
+    Write(b);
   }
-  EXPECT_TRUE(sawDisk);
+  ReportFilter filter;
+  filter.view = "all";
+  filter.from = "9990-01-01";
+  filter.to = "9999-12-31";
+  Report r;
+  std::string error;
+  ASSERT_TRUE(Report::Load(*store, filter, "2026-01-05", r, error)) << error;
+  ASSERT_EQ(1u, r.features.size());
+  EXPECT_EQ(2, r.features[0].pairs);
+  EXPECT_EQ(2, r.features[0].clamped);
+  EXPECT_EQ(SummaryWriter::kMaxDurationMs, r.features[0].medianMs);
+  filter.from = "2026-01-01";
+  filter.to = "2026-01-05";
+  ASSERT_TRUE(Report::Load(*store, filter, "2026-01-05", r, error)) << error;
+  ASSERT_EQ(1u, r.features.size());
+  EXPECT_EQ(0, r.features[0].medianMs) << "a stop before its start counts as 0";
+  EXPECT_EQ(2, r.features[0].clamped);
+  for (const std::string& text : {HtmlReport::Render(r), TextReport::Render(r), JsonReport::Render(r)}) {
+    EXPECT_NE(std::string::npos, text.find("Back"));
+  }
 }
 
 std::string Replaced(std::string text, const std::string& from, const std::string& to) {
@@ -286,9 +406,6 @@ TEST_P(StoreTest, ExtremeCountsAndTimesReadBackExactly) {
   EXPECT_EQ(kLast, One("SELECT generated FROM messages WHERE id = ?", {Guid(2)}));
   EXPECT_EQ("253402300799999", One("SELECT generated_ms FROM messages WHERE id = ?", {Guid(2)}));
   EXPECT_EQ("9999-12-31T23:59:59+14:00", One("SELECT os_installed_date FROM hosts WHERE message_id = ?", {Guid(2)}));
-  Report r;
-  std::string error;
-  ASSERT_TRUE(Report::Load(*store, r, error)) << error;
 }
 
 TEST_P(StoreTest, ExpiresOldMessagesInBoundedSteps) {
@@ -494,6 +611,19 @@ TEST_P(StoreTest, EveryBatchTheWireFormatAllowsIsStored) {
   for (auto& o : outcomes) EXPECT_EQ(WriteStatus::Stored, o.get());
   writer.Stop();
   EXPECT_EQ("120", One("SELECT COUNT(*) FROM batches"));
+  // Whatever they hold, every view of every year they span renders.
+  ReportFilter filter;
+  filter.view = "all";
+  for (const std::string to : {"0010-12-31", "2026-01-05", "5000-06-30", "9999-12-31"}) {
+    filter.to = to;
+    filter.from = "0001-01-01";
+    Report r;
+    std::string error;
+    ASSERT_TRUE(Report::Load(*store, filter, to, r, error)) << error;
+    for (const std::string& text : {HtmlReport::Render(r), TextReport::Render(r), JsonReport::Render(r)}) {
+      EXPECT_EQ(Format::Printable(text, true), text) << "valid UTF-8 without control characters";
+    }
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Stores, StoreTest, ::testing::Values("sqlite", "postgres"),

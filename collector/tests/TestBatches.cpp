@@ -36,7 +36,7 @@ std::string TestBatch::Body() const {
   if (!stored) out += " agent-name=\"Win32\" agent-version=\"1.0\"";
   out += " id=\"" + id + "\" message-group=\"" + group + "\" sent=\"" + Time(60000) + "\">\n";
   out += std::string("<company id=\"") + kCompany + "\" name=\"Example &amp; Sons\"/>\n";
-  out += std::string("<application id=\"") + kApplication + "\" name=\"Editor\" version=\"2.1.0\"/>\n";
+  out += std::string("<application id=\"") + kApplication + "\" name=\"Editor\" version=\"" + version + "\"/>\n";
   for (const std::string& m : messages) out += m;
   return out + "</messages>\n";
 }

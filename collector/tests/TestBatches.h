@@ -23,6 +23,7 @@ struct TestBatch {
   std::string id;
   std::string group;
   bool stored = false;  // the envelope of a batch sent later from storage
+  std::string version = "2.1.0";  // the application's
   std::vector<std::string> messages;
 
   // A new batch id; the group also serves as the default session.

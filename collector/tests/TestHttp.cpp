@@ -103,11 +103,12 @@ TlsClient::~TlsClient() {
   if (fd >= 0) ::close(fd);
 }
 
-bool TlsClient::Connect(int port, int timeoutMs) {
+bool TlsClient::Connect(int port, int timeoutMs, SSL_SESSION* resume) {
   fd = test::Connect(port, timeoutMs);
   if (fd < 0) return false;
   ssl = SSL_new(ClientContext());
   SSL_set_fd(ssl, fd);
+  if (resume != nullptr) SSL_set_session(ssl, resume);
   return SSL_connect(ssl) == 1;
 }
 

@@ -35,8 +35,17 @@ class TlsClient {
   TlsClient(const TlsClient&) = delete;
   TlsClient& operator=(const TlsClient&) = delete;
 
-  // Connects and completes the handshake; false on failure.
-  bool Connect(int port, int timeoutMs = 10000);
+  // Connects and completes the handshake, resuming the session when one is
+  // given; false on failure.
+  bool Connect(int port, int timeoutMs = 10000, SSL_SESSION* resume = nullptr);
+  // The session to resume next time (the caller frees it), once an answer was
+  // read (a TLS 1.3 server sends its ticket after the handshake); and whether
+  // this connection resumed one.
+  SSL_SESSION* Session() const { return SSL_get1_session(ssl); }
+  bool Resumed() const { return SSL_session_reused(ssl) == 1; }
+  // Says goodbye as a TLS client should; a session whose connection was
+  // dropped without it cannot be resumed.
+  void Close() { SSL_shutdown(ssl); }
   bool SendAll(const std::string& data);
   Answer ReadAnswer();
   int Fd() const { return fd; }

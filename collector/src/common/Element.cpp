@@ -1,13 +1,14 @@
 #include "common/Element.h"
 
-#include <cstring>
+#include <string_view>
 
 namespace qz {
 namespace collector {
 
 const std::string* Element::Find(const char* attribute) const {
+  const std::string_view name(attribute);
   for (const auto& a : attributes) {
-    if (a.first == attribute) return &a.second;
+    if (a.first == name) return &a.second;
   }
   return nullptr;
 }
@@ -18,8 +19,9 @@ std::string Element::Get(const char* attribute) const {
 }
 
 const Element* Element::Child(const char* childName) const {
+  const std::string_view name(childName);
   for (const Element& c : children) {
-    if (c.name == childName) return &c;
+    if (c.name == name) return &c;
   }
   return nullptr;
 }

@@ -24,6 +24,10 @@ struct Element {
   bool Has(const char* attribute) const { return Find(attribute) != nullptr; }
   // The first child of that name, or null.
   const Element* Child(const char* childName) const;
+
+  bool operator==(const Element& other) const {
+    return name == other.name && attributes == other.attributes && children == other.children;
+  }
 };
 
 }  // namespace collector

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "common/TimeText.h"
+#include "ingest/BatchScanner.h"
 #include "ingest/CharacterReferences.h"
 
 namespace qz {
@@ -68,6 +69,10 @@ bool TimesAreReal(const Element& e, std::string& error) {
 }  // namespace
 
 bool BatchParser::Parse(const std::string& body, Element& root, std::string& error) const {
+  return BatchScanner::Scan(body, root) || ParseFully(body, root, error);
+}
+
+bool BatchParser::ParseFully(const std::string& body, Element& root, std::string& error) const {
   std::string prepared;
   if (!CharacterReferences::Prepare(body, prepared, error)) return false;
 

@@ -9,6 +9,7 @@
 #ifndef QZ_COLLECTOR_CHARACTERREFERENCES_H
 #define QZ_COLLECTOR_CHARACTERREFERENCES_H
 
+#include <cstdint>
 #include <string>
 
 namespace qz {
@@ -21,6 +22,8 @@ class CharacterReferences {
   static bool Prepare(const std::string& body, std::string& out, std::string& error);
   // Undoes the placeholders of Prepare in one parsed text (UTF-8), in place.
   static void Restore(std::string& text);
+  // One code point (not a surrogate) as UTF-8.
+  static void AppendUtf8(std::string& out, uint32_t c);
 };
 
 }  // namespace collector

@@ -1,4 +1,6 @@
-// The report as plain text, for a terminal (qz-collector report).
+// The report as plain text, for a terminal (qz-collector report): every
+// stored text made printable first, so that what a host sent cannot move
+// the cursor, clear the screen or retitle the window.
 #ifndef QZ_COLLECTOR_TEXTREPORT_H
 #define QZ_COLLECTOR_TEXTREPORT_H
 

@@ -11,9 +11,6 @@
 #include "common/TimeText.h"
 #include "ingest/BatchRows.h"
 #include "ingest/RequestHeaders.h"
-#include "report/HtmlReport.h"
-#include "report/Report.h"
-#include "report/TextReport.h"
 
 namespace qz {
 namespace collector {
@@ -36,6 +33,31 @@ HttpAnswer Text(int status, const std::string& text, int retryAfter = 0) {
   a.body = text + "\n";
   a.retryAfterSeconds = retryAfter;
   return a;
+}
+
+// What the report's listener may cost: a few connections and threads, and
+// no request bodies.
+ServerLimits ReportLimits(const ServerLimits& ingestion) {
+  ServerLimits l = ingestion;
+  l.maxBody = 1;
+  l.maxMemory = 1u << 20;
+  l.maxConnections = 256;
+  l.ioThreads = 1;
+  l.workTimeoutMs = 60000;
+  return l;
+}
+
+// "ADDRESS:PORT" or "[IPv6]:PORT".
+bool SplitAddress(const std::string& text, std::string& address, int& port) {
+  const size_t colon = text.rfind(':');
+  if (colon == std::string::npos || colon + 1 >= text.size()) return false;
+  address = text.substr(0, colon);
+  if (address.size() > 2 && address.front() == '[' && address.back() == ']') address = address.substr(1, address.size() - 2);
+  char* end = nullptr;
+  const long p = std::strtol(text.c_str() + colon + 1, &end, 10);
+  if (*end != 0 || p < 0 || p > 65535 || address.empty()) return false;
+  port = static_cast<int>(p);
+  return true;
 }
 
 // Descriptors for every connection allowed, and some for the store and logs.
@@ -77,7 +99,8 @@ bool Collector::Start(std::string& error) {
   if (limits.workers == 0) limits.workers = processors;
   limits.maxConnections = RaiseDescriptorLimit(limits.maxConnections);
   workers = std::make_unique<WorkerPool>(limits.workers, limits.maxQueued);
-  if (options.httpsPort >= 0 && !tls.Load(options.certFile, options.keyFile, error)) return false;
+  const bool secure = options.httpsPort >= 0 || !options.reportListen.empty();
+  if (secure && !tls.Load(options.certFile, options.keyFile, error)) return false;
   server = std::make_unique<HttpServer>(limits, static_cast<HttpHandler&>(*this), refusals);
   for (const bool secure : {false, true}) {
     const int port = secure ? options.httpsPort : options.httpPort;
@@ -86,11 +109,31 @@ bool Collector::Start(std::string& error) {
     if (bound < 0) return false;
     (secure ? httpsPort : httpPort) = bound;
   }
+  if (!StartReports(limits, error)) return false;
   server->Start();
+  if (reportServer) reportServer->Start();
   if (options.retainDays > 0) {
     retention = std::make_unique<Retention>(*writer, options.retainDays, options.retentionInterval);
   }
   return true;
+}
+
+bool Collector::StartReports(const ServerLimits& ingestion, std::string& error) {
+  reports = std::make_unique<ReportService>(*store, options.report);
+  if (options.reportListen.empty()) return true;
+  std::string address;
+  int port = 0;
+  if (!SplitAddress(options.reportListen, address, port)) {
+    error = "--report-listen needs ADDRESS:PORT, not " + options.reportListen;
+    return false;
+  }
+  if (port != 0 && address == options.listen && (port == options.httpsPort || port == options.httpPort)) {
+    reportsOnIngest = true;  // asked for: the report shares an ingestion port
+    return true;
+  }
+  reportServer = std::make_unique<HttpServer>(ReportLimits(ingestion), static_cast<HttpHandler&>(*reports), refusals);
+  reportPort = reportServer->Listen(address, port, tls.Get(), error);
+  return reportPort >= 0;
 }
 
 void Collector::Stop() {
@@ -98,11 +141,16 @@ void Collector::Stop() {
   stopped = true;
   // Answers need the workers and the writer: they stop after the server,
   // and the server goes only once nothing can answer through it any more.
+  // Reports are not worth a slower stop: those waiting are answered 503.
+  if (reports) reports->Close();
+  if (reportServer) reportServer->Stop();
   if (server) server->Stop();
+  if (reports) reports->Stop();
   if (retention) retention->Stop();
   if (workers) workers->Stop();
   if (writer) writer->Stop();
   server.reset();
+  reportServer.reset();
   if (writer && writer->StoredBatches() > 0) {
     const int64_t n = writer->StoredBatches();
     Log::Note("Collector", "stored " + std::to_string(n) + " batches; processor time per batch: checking " +
@@ -121,7 +169,8 @@ std::optional<HttpAnswer> Collector::CheckHead(const HttpRequest& head) {
     if (std::find(allowed.begin(), allowed.end(), company) != allowed.end()) return std::nullopt;
     return Text(403, "company " + company + " is not accepted here");
   }
-  if (head.method == "GET" && (path == "/" || path == "/report.txt" || path == "/health")) return std::nullopt;
+  if (head.method == "GET" && path == "/health") return std::nullopt;
+  if (reportsOnIngest && ReportService::Serves(path)) return reports->CheckHead(head);
   return Text(404, "not found");
 }
 
@@ -131,18 +180,10 @@ void Collector::Handle(HttpRequest request, Respond respond) {
     // For load balancers: no store access, nothing a probe could slow.
     return respond(Text(200, "ok"));
   }
+  // The report has a pool of its own, wherever it is served.
+  if (request.method != "POST") return reports->Handle(std::move(request), std::move(respond));
   auto shared = std::make_shared<HttpRequest>(std::move(request));
-  const bool queued = workers->Post([this, shared, respond] {
-    if (shared->method == "POST") return Publish(*shared, respond);
-    Report loaded;
-    std::string error;
-    if (!Report::Load(*store, loaded, error)) return respond(Text(503, "report failed: " + error, 5));
-    HttpAnswer page;
-    const bool html = PathOf(shared->target) == "/";
-    page.body = html ? HtmlReport::Render(loaded) : TextReport::Render(loaded);
-    page.contentType = html ? "text/html; charset=utf-8" : "text/plain; charset=utf-8";
-    respond(std::move(page));
-  });
+  const bool queued = workers->Post([this, shared, respond] { Publish(*shared, respond); });
   if (!queued) {
     refusals.Count(ConnectionLog::Saturated, shared->remote, "no worker free");
     respond(Text(503, "collector busy, try again later", 5));
@@ -174,7 +215,7 @@ void Collector::Publish(const HttpRequest& request, const Respond& respond) {
     switch (status) {
       case WriteStatus::Stored:
         Log::Info("Collector::Publish", "stored " + what);
-        return respond(HttpAnswer{204, "", "", 0});
+        return respond(HttpAnswer{204, "", "", 0, {}});
       case WriteStatus::Retry:
         return respond(Text(503, "batch not stored, try again later", 5));
       case WriteStatus::Refused:

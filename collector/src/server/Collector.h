@@ -13,6 +13,7 @@
 #include "ingest/MessagingSchema.h"
 #include "server/ConnectionLog.h"
 #include "server/HttpServer.h"
+#include "server/ReportService.h"
 #include "server/ServerLimits.h"
 #include "server/TlsContext.h"
 #include "server/WorkerPool.h"
@@ -37,6 +38,10 @@ struct CollectorOptions {
   int retainDays = 0;               // 0: keep everything
   std::chrono::milliseconds retentionInterval = std::chrono::hours(1);
   std::vector<std::string> allowedCompanies;  // empty: any company
+  // The report's own HTTPS listener, "ADDRESS:PORT" (port 0: any free one);
+  // empty: none. When it names an ingestion port, the report is served there.
+  std::string reportListen = "127.0.0.1:8444";
+  ReportOptions report;
 };
 
 class Collector : private HttpHandler {
@@ -53,6 +58,8 @@ class Collector : private HttpHandler {
 
   int HttpPort() const { return httpPort; }
   int HttpsPort() const { return httpsPort; }
+  int ReportPort() const { return reportPort; }  // -1: none of its own
+  ReportService& Reports() { return *reports; }
   Store& GetStore() { return *store; }
   const ConnectionLog& Refusals() const { return refusals; }
   size_t Connections() const { return server ? server->Connections() : 0; }
@@ -62,6 +69,7 @@ class Collector : private HttpHandler {
   void Handle(HttpRequest request, Respond respond) override;
   void Publish(const HttpRequest& request, const Respond& respond);
   void Refuse(const HttpRequest& request, const Respond& respond, int status, const std::string& reason);
+  bool StartReports(const ServerLimits& ingestion, std::string& error);
 
   CollectorOptions options;
   MessagingSchema schema;
@@ -73,8 +81,12 @@ class Collector : private HttpHandler {
   std::unique_ptr<WorkerPool> workers;
   TlsContext tls;
   std::unique_ptr<HttpServer> server;
+  std::unique_ptr<ReportService> reports;
+  std::unique_ptr<HttpServer> reportServer;
+  bool reportsOnIngest = false;
   int httpPort = -1;
   int httpsPort = -1;
+  int reportPort = -1;
   bool stopped = false;
 };
 

@@ -389,6 +389,7 @@ class Connection : public ConnectionBase {
       response->set(http::field::retry_after, std::to_string(answer.retryAfterSeconds > 0 ? answer.retryAfterSeconds : 5));
     }
     if (!answer.body.empty()) response->set(http::field::content_type, answer.contentType);
+    for (const auto& field : answer.headers) response->set(field.first, field.second);
     response->body() = std::move(answer.body);
     response->keep_alive(!close && !server.stopping && served < kKeepAliveRequests);
     response->prepare_payload();

@@ -28,6 +28,7 @@ struct HttpAnswer {
   std::string body;
   std::string contentType = "text/plain";
   int retryAfterSeconds = 0;  // a 503 always carries one (5 when left 0)
+  std::vector<std::pair<std::string, std::string>> headers;  // further fields of the answer
 };
 
 class HttpHandler {

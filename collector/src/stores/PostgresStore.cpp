@@ -5,6 +5,9 @@
 #include <memory>
 #include <thread>
 
+#include "summary/PostgresSummaryDb.h"
+#include "summary/SummaryWriter.h"
+
 namespace qz {
 namespace collector {
 
@@ -227,6 +230,14 @@ bool PostgresStore::WriteOnce(const std::vector<std::vector<const Row*>>& byTabl
       Exec(writer, "ROLLBACK", ignored);
       return false;
     }
+  }
+  std::vector<const Row*> all;
+  for (const auto& rows : byTable) all.insert(all.end(), rows.begin(), rows.end());
+  PostgresSummaryDb summary(writer);
+  if (!SummaryWriter::Update(summary, all, error)) {
+    sqlState = summary.SqlState();
+    Exec(writer, "ROLLBACK", ignored);
+    return false;
   }
   if (Exec(writer, "COMMIT", error, &sqlState)) return true;
   Exec(writer, "ROLLBACK", ignored);

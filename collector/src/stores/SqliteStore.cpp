@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "summary/SummaryWriter.h"
+
 namespace qz {
 namespace collector {
 
@@ -59,8 +61,9 @@ bool Prepare(const std::string& path, bool create, std::string& error) {
 }  // namespace
 
 SqliteStore::~SqliteStore() {
+  summary.reset();
   for (sqlite3_stmt* s : inserts) sqlite3_finalize(s);
-  sqlite3_close(reader);
+  for (sqlite3* r : readers) sqlite3_close(r);
   sqlite3_close(writer);
 }
 
@@ -85,14 +88,29 @@ std::unique_ptr<SqliteStore> SqliteStore::Open(const std::string& path, bool cre
   for (const std::string& sql : Tables::CreateStatements(false)) {
     if (!store->Exec(sql.c_str(), error)) return nullptr;
   }
-  if (sqlite3_open_v2(path.c_str(), &store->reader, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr) !=
-      SQLITE_OK) {
-    error = Error(store->reader, "cannot open " + path + " for reading");
+  // Without statistics the planner takes the runs' unique key over the
+  // index that covers the report's joins; a sampled ANALYZE is quick on any size.
+  if (!store->Exec("PRAGMA analysis_limit=1000", error) || !store->Exec("ANALYZE report_runs", error)) return nullptr;
+  store->path = path;
+  sqlite3* reader = store->OpenReader(error);
+  if (reader == nullptr) return nullptr;
+  store->readers.push_back(reader);
+  store->inserts.assign(Tables::All().size(), nullptr);
+  store->summary = std::make_unique<SqliteSummaryDb>(store->writer);
+  return store;
+}
+
+sqlite3* SqliteStore::OpenReader(std::string& error) {
+  sqlite3* reader = nullptr;
+  if (sqlite3_open_v2(path.c_str(), &reader, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
+    error = Error(reader, "cannot open " + path + " for reading");
+    sqlite3_close(reader);
     return nullptr;
   }
-  sqlite3_busy_timeout(store->reader, kBusyTimeoutMs);
-  store->inserts.assign(Tables::All().size(), nullptr);
-  return store;
+  sqlite3_busy_timeout(reader, kBusyTimeoutMs);
+  // The report's summary pages stay in memory between reloads.
+  sqlite3_exec(reader, "PRAGMA cache_size=-16384", nullptr, nullptr, nullptr);
+  return reader;
 }
 
 bool SqliteStore::Exec(const char* sql, std::string& error) {
@@ -150,6 +168,11 @@ WriteStatus SqliteStore::Write(const std::vector<const Rows*>& batches, std::str
       if (code != SQLITE_DONE) return Fail(code, std::string("insert into ") + table.name, error);
     }
   }
+  std::vector<const Row*> all;
+  for (const Rows* rows : batches) {
+    for (const Row& row : *rows) all.push_back(&row);
+  }
+  if (!SummaryWriter::Update(*summary, all, error)) return Fail(sqlite3_errcode(writer), error, error);
   code = sqlite3_exec(writer, "COMMIT", nullptr, nullptr, nullptr);
   if (code != SQLITE_OK) return Fail(code, "commit", error);
   return WriteStatus::Stored;
@@ -179,10 +202,27 @@ bool SqliteStore::Modify(const std::vector<std::string>& statements, const std::
 
 bool SqliteStore::Query(const std::string& sql, const std::vector<std::string>& params, QueryResult& result,
                         std::string& error) {
+  sqlite3* reader = nullptr;
+  {
+    std::lock_guard<std::mutex> hold(readerLock);
+    if (!readers.empty()) {
+      reader = readers.back();
+      readers.pop_back();
+    }
+  }
+  if (reader == nullptr && (reader = OpenReader(error)) == nullptr) return false;
+  const bool ok = Query(reader, sql, params, result, error);
   std::lock_guard<std::mutex> hold(readerLock);
+  readers.push_back(reader);
+  return ok;
+}
+
+bool SqliteStore::Query(sqlite3* reader, const std::string& sql, const std::vector<std::string>& params,
+                        QueryResult& result, std::string& error) {
   sqlite3_stmt* statement = nullptr;
   if (sqlite3_prepare_v2(reader, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
     error = Error(reader, "query");
+    sqlite3_finalize(statement);
     return false;
   }
   for (size_t i = 0; i < params.size(); ++i) {

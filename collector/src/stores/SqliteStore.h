@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "stores/Store.h"
+#include "summary/SqliteSummaryDb.h"
 
 namespace qz {
 namespace collector {
@@ -37,9 +38,16 @@ class SqliteStore : public Store {
   WriteStatus Fail(int code, const std::string& what, std::string& error);
 
   sqlite3* writer = nullptr;
-  sqlite3* reader = nullptr;
+  // One connection per query under way, so that the report's threads read
+  // side by side rather than in turn; opened as needed, kept when idle.
+  sqlite3* OpenReader(std::string& error);
+  static bool Query(sqlite3* reader, const std::string& sql, const std::vector<std::string>& params,
+                    QueryResult& result, std::string& error);
+  std::string path;
   std::mutex readerLock;
+  std::vector<sqlite3*> readers;  // idle
   std::vector<sqlite3_stmt*> inserts;  // per table, made on first use
+  std::unique_ptr<SqliteSummaryDb> summary;  // the report's tables, on the writer
 };
 
 }  // namespace collector

@@ -3,6 +3,7 @@
 #include "common/TimeText.h"
 #include "stores/PostgresStore.h"
 #include "stores/SqliteStore.h"
+#include "summary/SummaryTables.h"
 
 namespace qz {
 namespace collector {
@@ -27,6 +28,13 @@ bool Store::Expire(int64_t cutoffMs, size_t limit, int64_t& deleted, std::string
   statements.push_back("DELETE FROM messages WHERE id IN " + oldest);
   if (!Modify(statements, std::to_string(cutoffMs), deleted, error)) return false;
   if (deleted > 0) return true;
+  // The report's tables: the days and counted batches before the cutoff.
+  const std::string cutoff = TimeText::FromMillis(cutoffMs);
+  int64_t ignored = 0;
+  if (!Modify(SummaryTables::ExpireByDay(), cutoff.substr(0, 10), ignored, error) ||
+      !Modify({SummaryTables::ExpireClaims()}, cutoff, ignored, error)) {
+    return false;
+  }
   // Received times are texts of one fixed form, so they sort as times.
   return Modify({"DELETE FROM batches WHERE id IN (SELECT id FROM batches WHERE received < ? ORDER BY received, id "
                  "LIMIT " + n + ")"},

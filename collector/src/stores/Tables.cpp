@@ -1,5 +1,7 @@
 #include "stores/Tables.h"
 
+#include "summary/SummaryTables.h"
+
 namespace qz {
 namespace collector {
 
@@ -222,6 +224,7 @@ std::vector<std::string> Tables::CreateStatements(bool postgres) {
   // What expiry deletes by.
   out.push_back("CREATE INDEX IF NOT EXISTS messages_generated ON messages (generated_ms)");
   out.push_back("CREATE INDEX IF NOT EXISTS batches_received ON batches (received)");
+  for (std::string& sql : SummaryTables::CreateStatements()) out.push_back(std::move(sql));
   return out;
 }
 
